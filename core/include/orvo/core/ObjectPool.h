@@ -1,0 +1,101 @@
+// ObjectPool.h: the fixed-size allocator behind small objects made and
+// dropped at a high rate.
+//
+// A class routes its own operator new and operator delete to one static pool,
+// which hands out objects of the class's size from slabs of `nodeCount`
+// objects. A request of another size (a derived class) is served by a general
+// allocation and tracked the same way. A running pool keeps its last free
+// slab; what is free at process exit is given back then, and slabs still in
+// use at exit go when their last object does.
+//
+//   class Record {
+//    public:
+//     static void* operator new(std::size_t size) { return pool.allocate(size); }
+//     static void operator delete(void* p) { pool.release(p); }
+//    private:
+//     static ObjectPool pool;   // ObjectPool Record::pool(sizeof(Record), 73);
+//   };
+//
+// A pool must have static storage duration: its constructor is constexpr, so
+// it is ready before any constructor of the program runs.
+//
+// Each thread keeps a few released objects of each pool at hand and serves
+// its next allocations from them without taking the pool's lock. Those count
+// as in use until the cache overflows, the thread ends, or the thread calls
+// releaseThreadCache().
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#include <orvo/core/Export.h>
+#include <orvo/core/SpinLock.h>
+
+namespace orvo {
+
+namespace detail {
+struct PoolThreadCache;
+}
+
+class ORVO_API ObjectPool {
+ public:
+  constexpr ObjectPool(std::size_t objectSize, std::uint32_t nodeCount) noexcept
+      : _objectSize(objectSize), _nodeCount(nodeCount < 1 ? 1 : nodeCount) {}
+  ObjectPool(const ObjectPool&) = delete;
+  ObjectPool& operator=(const ObjectPool&) = delete;
+
+  // Storage for one object of `size` bytes, aligned for any type; null if
+  // memory is exhausted.
+  void* allocate(std::size_t size) noexcept;
+  // Gives back storage from allocate; null is ignored.
+  void release(void* object) noexcept;
+
+  // Gives the objects that the calling thread keeps at hand back to the
+  // pool's free lists, where the slab rules apply to them.
+  void releaseThreadCache() noexcept;
+
+  // The process-exit step: frees every slab that has no object in use. Later
+  // releases free their slab as soon as it is empty.
+  void close() noexcept;
+
+  // Figures for diagnostics and tests.
+  std::size_t getObjectSize() const noexcept { return _objectSize; }
+  std::uint32_t getNodeCount() const noexcept { return _nodeCount; }
+  std::uint32_t getSlabCount() const noexcept;
+  std::uint32_t getFreeTotal() const noexcept;
+  std::uint32_t getUsedCount() const noexcept;
+
+ private:
+  struct Node;
+  struct Slab;
+  enum State : std::uint32_t { NotStarted = 0, Running = 1, Closing = 2 };
+
+  void start() noexcept;
+  void* allocateOversized(std::size_t size) noexcept;
+  void releaseOversized(Node* node) noexcept;
+  void releaseToLists(Node* node) noexcept;
+  detail::PoolThreadCache* threadCache() const noexcept;
+  Node* takeFreeNode() noexcept;
+  Slab* makeSlab() noexcept;
+  void addSlab(Slab* slab) noexcept;
+  void unlinkSlab(Slab* slab) noexcept;
+  Node* nodeAt(Slab* slab, std::uint32_t index) const noexcept;
+  std::size_t stride() const noexcept;
+
+  static void push(Node*& head, Node* node) noexcept;
+  static void unlink(Node*& head, Node* node) noexcept;
+
+  const std::size_t _objectSize;
+  const std::uint32_t _nodeCount;
+  mutable SpinLock _lock;
+  std::atomic<std::uint32_t> _state{NotStarted};
+  Node* _used = nullptr;
+  Node* _free = nullptr;
+  std::uint32_t _freeTotal = 0;
+  std::uint32_t _slabCount = 0;
+  std::uint32_t _usedCount = 0;
+  std::uint32_t _cacheSlot = 0;  // 1-based index of this pool's thread cache; 0 for none.
+};
+
+}  // namespace orvo

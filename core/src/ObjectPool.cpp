@@ -1,0 +1,289 @@
+#include <orvo/core/ObjectPool.h>
+
+#include <cstdlib>
+#include <new>
+
+#include <pthread.h>
+
+#include "platform/Process.h"
+
+namespace orvo {
+
+// The header in front of every object.
+struct ObjectPool::Node {
+  Node* prev;
+  Node* next;
+  Slab* slab;         // The slab, or for an oversized object its own allocation.
+  std::size_t size;   // The size that was asked for.
+};
+
+// One general allocation holding `nodeCount` nodes of the same stride.
+struct alignas(alignof(std::max_align_t)) ObjectPool::Slab {
+  std::uint32_t nodeCount;
+  std::uint32_t freeCount;
+};
+
+// The objects one thread keeps at hand for one pool: a stack linked through
+// the first word of each dead object. The nodes stay on the pool's used list.
+struct detail::PoolThreadCache {
+  void* top;
+  std::uint32_t count;
+
+  static constexpr std::uint32_t kLimit = 16;
+};
+
+namespace {
+
+constexpr std::uint32_t kCachedPools = 32;
+
+std::atomic<std::uint32_t> cacheSlotsTaken{0};
+std::atomic<ObjectPool*> cachedPools[kCachedPools];
+pthread_key_t threadExitKey;
+
+struct ThreadCaches {
+  bool exitHookSet;
+  detail::PoolThreadCache slots[kCachedPools];
+};
+
+// Zero-initialised and trivially destructible, so that reaching it costs a
+// segment-relative load and no guard; a thread's exit hook empties it.
+__attribute__((tls_model("initial-exec"))) thread_local ThreadCaches threadCaches;
+
+void releaseCachesOfThread(void*) {
+  for (std::uint32_t slot = 0; slot < kCachedPools; ++slot) {
+    if (ObjectPool* pool = cachedPools[slot].load(std::memory_order_acquire)) pool->releaseThreadCache();
+  }
+}
+
+void createThreadExitKey() {
+  [[maybe_unused]] static const bool created =
+      (pthread_key_create(&threadExitKey, releaseCachesOfThread), true);
+}
+
+constexpr std::size_t kAlignment = alignof(std::max_align_t);
+
+constexpr std::size_t roundUp(std::size_t size) { return (size + kAlignment - 1) & ~(kAlignment - 1); }
+
+}  // namespace
+
+std::size_t ObjectPool::stride() const noexcept { return roundUp(sizeof(Node)) + roundUp(_objectSize); }
+
+ObjectPool::Node* ObjectPool::nodeAt(Slab* slab, std::uint32_t index) const noexcept {
+  auto* first = reinterpret_cast<unsigned char*>(slab) + roundUp(sizeof(Slab));
+  return reinterpret_cast<Node*>(first + index * stride());
+}
+
+void ObjectPool::push(Node*& head, Node* node) noexcept {
+  node->prev = nullptr;
+  node->next = head;
+  if (head) head->prev = node;
+  head = node;
+}
+
+void ObjectPool::unlink(Node*& head, Node* node) noexcept {
+  if (node->prev) {
+    node->prev->next = node->next;
+  } else {
+    head = node->next;
+  }
+  if (node->next) node->next->prev = node->prev;
+}
+
+namespace {
+
+void* objectOf(void* node, std::size_t headerSize) { return static_cast<unsigned char*>(node) + headerSize; }
+
+}  // namespace
+
+void ObjectPool::start() noexcept {
+  SpinGuard guard(_lock);
+  if (_state.load(std::memory_order_relaxed) != NotStarted) return;
+  createThreadExitKey();
+  const std::uint32_t slot = cacheSlotsTaken.fetch_add(1, std::memory_order_relaxed);
+  if (slot < kCachedPools) {
+    cachedPools[slot].store(this, std::memory_order_release);
+    _cacheSlot = slot + 1;
+  }
+  _state.store(Running, std::memory_order_release);
+  platform::atExit([](void* pool) { static_cast<ObjectPool*>(pool)->close(); }, this);
+}
+
+void* ObjectPool::allocate(std::size_t size) noexcept {
+  if (_state.load(std::memory_order_acquire) == NotStarted) start();
+  if (size != _objectSize) return allocateOversized(size);
+
+  if (detail::PoolThreadCache* cache = threadCache(); cache && cache->count > 0) {
+    void* object = cache->top;
+    cache->top = *static_cast<void**>(object);
+    --cache->count;
+    return object;
+  }
+
+  Node* node = takeFreeNode();
+  if (!node) {
+    Slab* slab = makeSlab();
+    if (!slab) return nullptr;
+    SpinGuard guard(_lock);
+    addSlab(slab);
+    node = nodeAt(slab, slab->nodeCount - 1);
+    push(_used, node);
+    ++_usedCount;
+  }
+  return objectOf(node, roundUp(sizeof(Node)));
+}
+
+ObjectPool::Node* ObjectPool::takeFreeNode() noexcept {
+  SpinGuard guard(_lock);
+  Node* node = _free;
+  if (!node) return nullptr;
+  unlink(_free, node);
+  --_freeTotal;
+  push(_used, node);
+  ++_usedCount;
+  --node->slab->freeCount;
+  return node;
+}
+
+// Allocated outside the lock, since a large slab may come straight from the
+// kernel.
+ObjectPool::Slab* ObjectPool::makeSlab() noexcept {
+  void* memory = std::malloc(roundUp(sizeof(Slab)) + _nodeCount * stride());
+  if (!memory) return nullptr;
+  Slab* slab = new (memory) Slab{_nodeCount, _nodeCount - 1};
+  for (std::uint32_t i = 0; i < _nodeCount; ++i) {
+    Node* node = nodeAt(slab, i);
+    node->slab = slab;
+    node->size = _objectSize;
+  }
+  return slab;
+}
+
+// Puts all but the last node of a new slab on the free list, in address order.
+void ObjectPool::addSlab(Slab* slab) noexcept {
+  for (std::uint32_t i = slab->nodeCount - 1; i-- > 0;) push(_free, nodeAt(slab, i));
+  _freeTotal += slab->nodeCount - 1;
+  ++_slabCount;
+}
+
+void ObjectPool::unlinkSlab(Slab* slab) noexcept {
+  for (std::uint32_t i = 0; i < slab->nodeCount; ++i) unlink(_free, nodeAt(slab, i));
+  --_slabCount;
+}
+
+void* ObjectPool::allocateOversized(std::size_t size) noexcept {
+  void* memory = std::malloc(roundUp(sizeof(Node)) + size);
+  if (!memory) return nullptr;
+  Node* node = static_cast<Node*>(memory);
+  node->slab = static_cast<Slab*>(memory);
+  node->size = size;
+  SpinGuard guard(_lock);
+  push(_used, node);
+  ++_usedCount;
+  return objectOf(node, roundUp(sizeof(Node)));
+}
+
+void ObjectPool::releaseOversized(Node* node) noexcept {
+  {
+    SpinGuard guard(_lock);
+    unlink(_used, node);
+    --_usedCount;
+  }
+  std::free(node);
+}
+
+detail::PoolThreadCache* ObjectPool::threadCache() const noexcept {
+  if (_cacheSlot == 0) return nullptr;
+  return &threadCaches.slots[_cacheSlot - 1];
+}
+
+void ObjectPool::release(void* object) noexcept {
+  if (!object) return;
+  Node* node = reinterpret_cast<Node*>(static_cast<unsigned char*>(object) - roundUp(sizeof(Node)));
+  if (node->size != _objectSize) {
+    releaseOversized(node);
+    return;
+  }
+  // A closing pool frees slabs as they empty, so nothing is kept at hand then.
+  detail::PoolThreadCache* cache = threadCache();
+  if (cache && cache->count < detail::PoolThreadCache::kLimit &&
+      _state.load(std::memory_order_relaxed) == Running) {
+    if (!threadCaches.exitHookSet) {
+      threadCaches.exitHookSet = true;
+      pthread_setspecific(threadExitKey, &threadCaches);
+    }
+    *static_cast<void**>(object) = cache->top;
+    cache->top = object;
+    ++cache->count;
+    return;
+  }
+  releaseToLists(node);
+}
+
+void ObjectPool::releaseThreadCache() noexcept {
+  detail::PoolThreadCache* cache = threadCache();
+  if (!cache) return;
+  while (cache->count > 0) {
+    void* object = cache->top;
+    cache->top = *static_cast<void**>(object);
+    --cache->count;
+    releaseToLists(reinterpret_cast<Node*>(static_cast<unsigned char*>(object) - roundUp(sizeof(Node))));
+  }
+}
+
+void ObjectPool::releaseToLists(Node* node) noexcept {
+  Slab* emptySlab = nullptr;
+  {
+    SpinGuard guard(_lock);
+    Slab* slab = node->slab;
+    unlink(_used, node);
+    --_usedCount;
+    ++slab->freeCount;
+    // A running pool keeps its last free slab; a closing one keeps nothing.
+    const bool running = _state.load(std::memory_order_relaxed) == Running;
+    if (slab->freeCount == slab->nodeCount && (!running || slab->nodeCount <= _freeTotal)) {
+      _freeTotal -= slab->nodeCount - 1;
+      push(_free, node);  // So that unlinkSlab finds every node of the slab on one list.
+      unlinkSlab(slab);
+      emptySlab = slab;
+    } else {
+      ++_freeTotal;
+      push(_free, node);
+    }
+  }
+  std::free(emptySlab);
+}
+
+void ObjectPool::close() noexcept {
+  _state.store(Closing, std::memory_order_release);
+  releaseThreadCache();
+  SpinGuard guard(_lock);
+  Node* node = _free;
+  while (node) {
+    Slab* slab = node->slab;
+    if (slab->freeCount != slab->nodeCount) {
+      node = node->next;
+      continue;
+    }
+    _freeTotal -= slab->nodeCount;
+    unlinkSlab(slab);
+    std::free(slab);
+    node = _free;
+  }
+}
+
+std::uint32_t ObjectPool::getSlabCount() const noexcept {
+  SpinGuard guard(_lock);
+  return _slabCount;
+}
+
+std::uint32_t ObjectPool::getFreeTotal() const noexcept {
+  SpinGuard guard(_lock);
+  return _freeTotal;
+}
+
+std::uint32_t ObjectPool::getUsedCount() const noexcept {
+  SpinGuard guard(_lock);
+  return _usedCount;
+}
+
+}  // namespace orvo

@@ -1,0 +1,72 @@
+#include <orvo/core/Unknown.h>
+
+namespace orvo {
+namespace {
+
+// Adds the UTF-8 bytes of one code point to the class id sum, byte by byte,
+// each shifted by 0, 5, 10, 15, 20, 25 bits in turn.
+class ClassIdSum {
+ public:
+  void addCodePoint(std::uint32_t c) {
+    if (c < 0x80) {
+      addByte(c);
+    } else if (c < 0x800) {
+      addByte(0xC0 | (c >> 6));
+      addByte(0x80 | (c & 0x3F));
+    } else if (c < 0x10000) {
+      addByte(0xE0 | (c >> 12));
+      addByte(0x80 | ((c >> 6) & 0x3F));
+      addByte(0x80 | (c & 0x3F));
+    } else {
+      addByte(0xF0 | ((c >> 18) & 0x07));
+      addByte(0x80 | ((c >> 12) & 0x3F));
+      addByte(0x80 | ((c >> 6) & 0x3F));
+      addByte(0x80 | (c & 0x3F));
+    }
+  }
+  // 0 would read as "not computed yet", so no name hashes to it.
+  std::uint32_t result() const { return _sum == 0 ? 0xFFFFFFFFu : _sum; }
+
+ private:
+  void addByte(std::uint32_t byte) {
+    _sum += (byte & 0xFFu) << ((_index % 6) * 5);
+    ++_index;
+  }
+
+  std::uint32_t _sum = 0;
+  std::uint32_t _index = 0;
+};
+
+}  // namespace
+
+Unknown::Unknown(const Unknown& other) noexcept
+    : classId(other.classId.load(std::memory_order_relaxed)) {}
+
+Unknown::~Unknown() = default;
+
+const wchar_t* Unknown::getClassName() const { return L"Unknown"; }
+
+Unknown::THandle<Unknown> Unknown::rtCreateInstance() const { return THandle<Unknown>(new Unknown); }
+
+void Unknown::importFrom(InputStream&) {}
+
+void Unknown::exportTo(OutputStream&) const {}
+
+unsigned int Unknown::computeClassId(const wchar_t* className) {
+  ClassIdSum sum;
+  for (const wchar_t* p = className ? className : L""; *p; ++p) {
+    sum.addCodePoint(static_cast<std::uint32_t>(*p));
+  }
+  return sum.result();
+}
+
+unsigned int Unknown::getClassId() const {
+  std::uint32_t id = classId.load(std::memory_order_relaxed);
+  if (id == 0) {
+    id = computeClassId(getClassName());
+    classId.store(id, std::memory_order_relaxed);
+  }
+  return id;
+}
+
+}  // namespace orvo
