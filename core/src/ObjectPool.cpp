@@ -1,21 +1,15 @@
 #include <orvo/core/ObjectPool.h>
 
+#include <pthread.h>
+
 #include <cstdlib>
 #include <new>
-
-#include <pthread.h>
 
 #include "platform/Process.h"
 
 namespace orvo {
 
-// The header in front of every object.
-struct ObjectPool::Node {
-  Node* prev;
-  Node* next;
-  Slab* slab;         // The slab, or for an oversized object its own allocation.
-  std::size_t size;   // The size that was asked for.
-};
+constinit thread_local detail::PoolThreadCaches detail::poolThreadCaches{};
 
 // One general allocation holding `nodeCount` nodes of the same stride.
 struct alignas(alignof(std::max_align_t)) ObjectPool::Slab {
@@ -23,35 +17,20 @@ struct alignas(alignof(std::max_align_t)) ObjectPool::Slab {
   std::uint32_t freeCount;
 };
 
-// The objects one thread keeps at hand for one pool: a stack linked through
-// the first word of each dead object. The nodes stay on the pool's used list.
-struct detail::PoolThreadCache {
-  void* top;
-  std::uint32_t count;
-
-  static constexpr std::uint32_t kLimit = 16;
-};
-
 namespace {
 
-constexpr std::uint32_t kCachedPools = 32;
-
 std::atomic<std::uint32_t> cacheSlotsTaken{0};
-std::atomic<ObjectPool*> cachedPools[kCachedPools];
+std::atomic<ObjectPool*> cachedPools[detail::kCachedPools];
 pthread_key_t threadExitKey;
 
-struct ThreadCaches {
-  bool exitHookSet;
-  detail::PoolThreadCache slots[kCachedPools];
-};
+constexpr std::size_t kAlignment = alignof(std::max_align_t);
 
-// Zero-initialised and trivially destructible, so that reaching it costs a
-// segment-relative load and no guard; a thread's exit hook empties it.
-__attribute__((tls_model("initial-exec"))) thread_local ThreadCaches threadCaches;
+constexpr std::size_t roundUp(std::size_t size) { return (size + kAlignment - 1) & ~(kAlignment - 1); }
 
+// A thread's exit hook: its cached objects go back to their pools.
 void releaseCachesOfThread(void*) {
-  for (std::uint32_t slot = 0; slot < kCachedPools; ++slot) {
-    if (ObjectPool* pool = cachedPools[slot].load(std::memory_order_acquire)) pool->releaseThreadCache();
+  for (auto& slot : cachedPools) {
+    if (ObjectPool* pool = slot.load(std::memory_order_acquire)) pool->releaseThreadCache();
   }
 }
 
@@ -60,18 +39,23 @@ void createThreadExitKey() {
       (pthread_key_create(&threadExitKey, releaseCachesOfThread), true);
 }
 
-constexpr std::size_t kAlignment = alignof(std::max_align_t);
-
-constexpr std::size_t roundUp(std::size_t size) { return (size + kAlignment - 1) & ~(kAlignment - 1); }
+// The first release of a thread arranges for its caches to be emptied when
+// the thread ends; until then nothing is cached on that thread.
+void setThreadExitHook() {
+  createThreadExitKey();
+  detail::poolThreadCaches.exitHookSet = true;
+  pthread_setspecific(threadExitKey, &detail::poolThreadCaches);
+}
 
 }  // namespace
 
-std::size_t ObjectPool::stride() const noexcept { return roundUp(sizeof(Node)) + roundUp(_objectSize); }
+std::size_t ObjectPool::stride() const noexcept { return kHeaderSize + roundUp(_objectSize); }
 
 ObjectPool::Node* ObjectPool::nodeAt(Slab* slab, std::uint32_t index) const noexcept {
   auto* first = reinterpret_cast<unsigned char*>(slab) + roundUp(sizeof(Slab));
   return reinterpret_cast<Node*>(first + index * stride());
 }
+
 
 void ObjectPool::push(Node*& head, Node* node) noexcept {
   node->prev = nullptr;
@@ -89,35 +73,22 @@ void ObjectPool::unlink(Node*& head, Node* node) noexcept {
   if (node->next) node->next->prev = node->prev;
 }
 
-namespace {
-
-void* objectOf(void* node, std::size_t headerSize) { return static_cast<unsigned char*>(node) + headerSize; }
-
-}  // namespace
-
 void ObjectPool::start() noexcept {
+  createThreadExitKey();
   SpinGuard guard(_lock);
   if (_state.load(std::memory_order_relaxed) != NotStarted) return;
-  createThreadExitKey();
   const std::uint32_t slot = cacheSlotsTaken.fetch_add(1, std::memory_order_relaxed);
-  if (slot < kCachedPools) {
+  if (slot < detail::kCachedPools) {
     cachedPools[slot].store(this, std::memory_order_release);
-    _cacheSlot = slot + 1;
+    _cacheSlot.store(slot + 1, std::memory_order_relaxed);
   }
   _state.store(Running, std::memory_order_release);
   platform::atExit([](void* pool) { static_cast<ObjectPool*>(pool)->close(); }, this);
 }
 
-void* ObjectPool::allocate(std::size_t size) noexcept {
+void* ObjectPool::allocateShared(std::size_t size) noexcept {
   if (_state.load(std::memory_order_acquire) == NotStarted) start();
   if (size != _objectSize) return allocateOversized(size);
-
-  if (detail::PoolThreadCache* cache = threadCache(); cache && cache->count > 0) {
-    void* object = cache->top;
-    cache->top = *static_cast<void**>(object);
-    --cache->count;
-    return object;
-  }
 
   Node* node = takeFreeNode();
   if (!node) {
@@ -129,7 +100,7 @@ void* ObjectPool::allocate(std::size_t size) noexcept {
     push(_used, node);
     ++_usedCount;
   }
-  return objectOf(node, roundUp(sizeof(Node)));
+  return reinterpret_cast<unsigned char*>(node) + kHeaderSize;
 }
 
 ObjectPool::Node* ObjectPool::takeFreeNode() noexcept {
@@ -140,7 +111,7 @@ ObjectPool::Node* ObjectPool::takeFreeNode() noexcept {
   --_freeTotal;
   push(_used, node);
   ++_usedCount;
-  --node->slab->freeCount;
+  --static_cast<Slab*>(node->slab)->freeCount;
   return node;
 }
 
@@ -171,15 +142,15 @@ void ObjectPool::unlinkSlab(Slab* slab) noexcept {
 }
 
 void* ObjectPool::allocateOversized(std::size_t size) noexcept {
-  void* memory = std::malloc(roundUp(sizeof(Node)) + size);
+  void* memory = std::malloc(kHeaderSize + size);
   if (!memory) return nullptr;
   Node* node = static_cast<Node*>(memory);
-  node->slab = static_cast<Slab*>(memory);
+  node->slab = memory;
   node->size = size;
   SpinGuard guard(_lock);
   push(_used, node);
   ++_usedCount;
-  return objectOf(node, roundUp(sizeof(Node)));
+  return static_cast<unsigned char*>(memory) + kHeaderSize;
 }
 
 void ObjectPool::releaseOversized(Node* node) noexcept {
@@ -188,32 +159,19 @@ void ObjectPool::releaseOversized(Node* node) noexcept {
     unlink(_used, node);
     --_usedCount;
   }
-  std::free(node);
+  std::free(node->slab);
 }
 
-detail::PoolThreadCache* ObjectPool::threadCache() const noexcept {
-  if (_cacheSlot == 0) return nullptr;
-  return &threadCaches.slots[_cacheSlot - 1];
-}
-
-void ObjectPool::release(void* object) noexcept {
+void ObjectPool::releaseShared(void* object) noexcept {
   if (!object) return;
-  Node* node = reinterpret_cast<Node*>(static_cast<unsigned char*>(object) - roundUp(sizeof(Node)));
+  Node* node = nodeOf(object);
   if (node->size != _objectSize) {
     releaseOversized(node);
     return;
   }
-  // A closing pool frees slabs as they empty, so nothing is kept at hand then.
-  detail::PoolThreadCache* cache = threadCache();
-  if (cache && cache->count < detail::PoolThreadCache::kLimit &&
-      _state.load(std::memory_order_relaxed) == Running) {
-    if (!threadCaches.exitHookSet) {
-      threadCaches.exitHookSet = true;
-      pthread_setspecific(threadExitKey, &threadCaches);
-    }
-    *static_cast<void**>(object) = cache->top;
-    cache->top = object;
-    ++cache->count;
+  if (!detail::poolThreadCaches.exitHookSet && threadCache()) {
+    setThreadExitHook();
+    release(object);  // Now the thread may cache it.
     return;
   }
   releaseToLists(node);
@@ -226,7 +184,7 @@ void ObjectPool::releaseThreadCache() noexcept {
     void* object = cache->top;
     cache->top = *static_cast<void**>(object);
     --cache->count;
-    releaseToLists(reinterpret_cast<Node*>(static_cast<unsigned char*>(object) - roundUp(sizeof(Node))));
+    releaseToLists(nodeOf(object));
   }
 }
 
@@ -234,7 +192,7 @@ void ObjectPool::releaseToLists(Node* node) noexcept {
   Slab* emptySlab = nullptr;
   {
     SpinGuard guard(_lock);
-    Slab* slab = node->slab;
+    Slab* slab = static_cast<Slab*>(node->slab);
     unlink(_used, node);
     --_usedCount;
     ++slab->freeCount;
@@ -259,7 +217,7 @@ void ObjectPool::close() noexcept {
   SpinGuard guard(_lock);
   Node* node = _free;
   while (node) {
-    Slab* slab = node->slab;
+    Slab* slab = static_cast<Slab*>(node->slab);
     if (slab->freeCount != slab->nodeCount) {
       node = node->next;
       continue;

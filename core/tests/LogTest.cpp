@@ -152,6 +152,7 @@ TEST_F(LogTest, ListenersChangeWhileAnotherThreadDelivers) {
 }
 
 TEST(LogTeardownTest, SilentAfterTeardown) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
         Collector collector;

@@ -59,7 +59,8 @@ TEST_F(HandleTest, CountStartsAtZeroAndLastHandleFrees) {
 TEST_F(HandleTest, SelfAssignmentKeepsSoleOwnerAlive) {
   THandle<Tracked> h(new Tracked);
   Tracked* raw = h.get();
-  h = h;
+  THandle<Tracked>& alias = h;
+  h = alias;
   EXPECT_EQ(h.get(), raw);
   EXPECT_EQ(raw->getReferenceCount(), 1u);
   h = raw;
@@ -93,7 +94,8 @@ TEST_F(HandleTest, MoveLeavesSourceEmptyWithoutTouchingCount) {
   THandle<Tracked> c(new Tracked);
   c = std::move(b);  // Frees c's old object.
   EXPECT_EQ(LiveCount::live, 1);
-  c = std::move(c);
+  THandle<Tracked>& alias = c;
+  c = std::move(alias);
   EXPECT_EQ(LiveCount::live, 1);
 }
 

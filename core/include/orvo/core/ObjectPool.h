@@ -35,8 +35,28 @@
 namespace orvo {
 
 namespace detail {
-struct PoolThreadCache;
-}
+
+// The objects one thread keeps at hand for one pool: a stack linked through
+// the first word of each dead object.
+struct PoolThreadCache {
+  void* top;
+  std::uint32_t count;
+};
+
+constexpr std::uint32_t kCachedPools = 32;
+constexpr std::uint32_t kThreadCacheLimit = 16;
+
+struct PoolThreadCaches {
+  bool exitHookSet;  // The thread's exit hook will give the caches back.
+  PoolThreadCache slots[kCachedPools];
+};
+
+// Zero-initialised and trivially destructible, so that inline code reaches it
+// with one segment-relative load and no guard.
+ORVO_API extern constinit thread_local PoolThreadCaches poolThreadCaches
+    __attribute__((tls_model("initial-exec")));
+
+}  // namespace detail
 
 class ORVO_API ObjectPool {
  public:
@@ -47,9 +67,32 @@ class ORVO_API ObjectPool {
 
   // Storage for one object of `size` bytes, aligned for any type; null if
   // memory is exhausted.
-  void* allocate(std::size_t size) noexcept;
+  void* allocate(std::size_t size) noexcept {
+    if (size == _objectSize) {
+      if (detail::PoolThreadCache* cache = threadCache(); cache && cache->count > 0) {
+        void* object = cache->top;
+        cache->top = *static_cast<void**>(object);
+        --cache->count;
+        return object;
+      }
+    }
+    return allocateShared(size);
+  }
+
   // Gives back storage from allocate; null is ignored.
-  void release(void* object) noexcept;
+  void release(void* object) noexcept {
+    if (object && sizeOf(object) == _objectSize && detail::poolThreadCaches.exitHookSet &&
+        _state.load(std::memory_order_relaxed) == Running) {
+      // A closing pool frees slabs as they empty, so nothing is kept then.
+      if (detail::PoolThreadCache* cache = threadCache(); cache && cache->count < detail::kThreadCacheLimit) {
+        *static_cast<void**>(object) = cache->top;
+        cache->top = object;
+        ++cache->count;
+        return;
+      }
+    }
+    releaseShared(object);
+  }
 
   // Gives the objects that the calling thread keeps at hand back to the
   // pool's free lists, where the slab rules apply to them.
@@ -67,15 +110,35 @@ class ORVO_API ObjectPool {
   std::uint32_t getUsedCount() const noexcept;
 
  private:
-  struct Node;
+  // The header in front of every object.
+  struct Node {
+    Node* prev;
+    Node* next;
+    void* slab;        // The slab, or for an oversized object its own allocation.
+    std::size_t size;  // The size that was asked for.
+  };
   struct Slab;
   enum State : std::uint32_t { NotStarted = 0, Running = 1, Closing = 2 };
 
+  static constexpr std::size_t kHeaderSize =
+      (sizeof(Node) + alignof(std::max_align_t) - 1) & ~(alignof(std::max_align_t) - 1);
+
+  static Node* nodeOf(void* object) noexcept {
+    return reinterpret_cast<Node*>(static_cast<unsigned char*>(object) - kHeaderSize);
+  }
+  static std::size_t sizeOf(void* object) noexcept { return nodeOf(object)->size; }
+
+  detail::PoolThreadCache* threadCache() const noexcept {
+    const std::uint32_t slot = _cacheSlot.load(std::memory_order_relaxed);
+    return slot ? &detail::poolThreadCaches.slots[slot - 1] : nullptr;
+  }
+
+  void* allocateShared(std::size_t size) noexcept;
+  void releaseShared(void* object) noexcept;
   void start() noexcept;
   void* allocateOversized(std::size_t size) noexcept;
   void releaseOversized(Node* node) noexcept;
   void releaseToLists(Node* node) noexcept;
-  detail::PoolThreadCache* threadCache() const noexcept;
   Node* takeFreeNode() noexcept;
   Slab* makeSlab() noexcept;
   void addSlab(Slab* slab) noexcept;
@@ -95,7 +158,8 @@ class ORVO_API ObjectPool {
   std::uint32_t _freeTotal = 0;
   std::uint32_t _slabCount = 0;
   std::uint32_t _usedCount = 0;
-  std::uint32_t _cacheSlot = 0;  // 1-based index of this pool's thread cache; 0 for none.
+  // 1-based index of this pool's thread cache; 0 for none, or not started.
+  std::atomic<std::uint32_t> _cacheSlot{0};
 };
 
 }  // namespace orvo
