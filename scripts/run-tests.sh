@@ -42,7 +42,7 @@ if [ "$fuzz_flag" = ON ]; then
     mkdir -p "$corpus"
     echo "fuzzing $name for 20 s"
     work="$(mktemp -d)"
-    "$target" -max_total_time=20 -print_final_stats=0 "$work" "$corpus" >/dev/null 2>"$work.log" \
+    "$target" -max_total_time=20 -rss_limit_mb=4096 -malloc_limit_mb=4096 "$work" "$corpus" >/dev/null 2>"$work.log" \
       || { cat "$work.log"; failed=1; }
     rm -rf "$work" "$work.log"
   done

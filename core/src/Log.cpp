@@ -4,14 +4,13 @@
 #include <cstdlib>
 #include <vector>
 
-#include <orvo/core/Buffer.h>
 #include <orvo/core/Mutex.h>
 #include <orvo/core/SharedPtr.h>
 #include <orvo/core/SpinLock.h>
 #include <orvo/core/Unknown.h>
 
+#include "FormattedText.h"
 #include "LogState.h"
-#include "platform/WideFormat.h"
 
 namespace orvo {
 namespace {
@@ -26,8 +25,6 @@ class ListenerList : public Unknown {
 
   const std::vector<LogListener*> listeners;
 };
-
-constexpr int kStackCharacters = 32768;
 
 SpinLock logStateLock;
 SharedPtr<Mutex>* logMutex = nullptr;
@@ -86,28 +83,6 @@ class DeliveryScope {
   DeliveryScope& operator=(const DeliveryScope&) = delete;
 };
 
-// Formats into the stack buffer; a text of 32768 characters or more goes to
-// a Buffer on the heap instead. Returns the finished text.
-const wchar_t* formatMessage(wchar_t* stack, Buffer& heap, const wchar_t* format, va_list args) {
-  va_list attempt;
-  va_copy(attempt, args);
-  const int length = platform::formatWide(stack, kStackCharacters, format, attempt);
-  va_end(attempt);
-  if (length >= 0) return stack;
-
-  va_list measuring;
-  va_copy(measuring, args);
-  const int needed = platform::measureWide(format, measuring);
-  va_end(measuring);
-  if (needed < 0) return format ? format : L"";  // Unformattable: pass the format on as it is.
-
-  const int characters = needed + 1;
-  if (heap.setBufferSize(characters * static_cast<int>(sizeof(wchar_t))) <= 0) return L"";
-  auto* text = static_cast<wchar_t*>(heap.getBuffer());
-  if (platform::formatWide(text, static_cast<std::size_t>(characters), format, args) < 0) return L"";
-  return text;
-}
-
 // Runs one delivery: `call` is handed each listener in turn, with the
 // listener's exceptions swallowed. Returns without a call after teardown, with
 // no listener, or when the calling thread is already delivering.
@@ -135,9 +110,9 @@ using TextSlot = void (LogListener::*)(const wchar_t*);
 
 void deliverText(TextSlot slot, const wchar_t* format, va_list args) {
   deliver([&](const std::vector<LogListener*>& listeners) {
-    wchar_t stack[kStackCharacters];
-    Buffer heap;
-    const wchar_t* text = formatMessage(stack, heap, format, args);
+    const FormattedText formatted(format, args);
+    // An unformattable message still arrives, as its format.
+    const wchar_t* text = formatted.get() ? formatted.get() : (format ? format : L"");
     for (LogListener* listener : listeners) {
       try {
         (listener->*slot)(text);

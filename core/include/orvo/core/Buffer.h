@@ -7,9 +7,14 @@
 //
 //   Buffer packet(64);
 //   std::memcpy(packet.getBuffer(), header, 64);
+//   out << packet;      // the size as int32_t, then the bytes
 #pragma once
 
+#include <concepts>
+#include <cstdint>
+
 #include <orvo/core/Export.h>
+#include <orvo/core/Stream.h>
 
 namespace orvo {
 
@@ -19,7 +24,8 @@ using String = TString<wchar_t>;
 
 class ORVO_API Buffer {
  public:
-  Buffer(int size = 0);
+  Buffer() = default;
+  explicit Buffer(int size);
   Buffer(const Buffer& other);
   Buffer(Buffer&& other) noexcept;
   ~Buffer();
@@ -50,5 +56,29 @@ class ORVO_API Buffer {
   int bufferSize = 0;
   unsigned char* buffer = nullptr;
 };
+
+// Wire form: the size as int32_t, then the bytes. Reading does not wait for
+// the bytes: a short read raises, and the buffer keeps what it had by then.
+template <class TyIs>
+  requires std::derived_from<TyIs, InputStream>
+TyIs& operator>>(TyIs& is, Buffer& buffer) {
+  InputStream& in = is;
+  std::int32_t size;
+  in >> size;
+  if (buffer.setBufferSize(size) != size || in.read(buffer.getBuffer(), size) != size) {
+    ORVO_THROW("TyIs& operator >>(TyIs &,Buffer &)");
+  }
+  return is;
+}
+
+template <class TyOs>
+  requires std::derived_from<TyOs, OutputStream>
+TyOs& operator<<(TyOs& os, const Buffer& buffer) {
+  OutputStream& out = os;
+  const std::int32_t size = buffer.getBufferSize();
+  out << size;
+  if (out.write(buffer.getBuffer(), size) != size) ORVO_THROW("TyOs& operator <<(TyOs &,Buffer const &)");
+  return os;
+}
 
 }  // namespace orvo

@@ -1,0 +1,241 @@
+// String against its peers, side by side in one run: copies against
+// std::wstring, UTF-8 conversion and code-page conversion against glibc's
+// iconv, compare and find against std::wstring.
+#include <orvo/core/CodePage.h>
+#include <orvo/core/String.h>
+#include <orvo/core/StringHelper.h>
+
+#include <benchmark/benchmark.h>
+#include <iconv.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using orvo::String;
+using orvo::StringHelper;
+using orvo::StringUtf8;
+
+std::wstring sampleText(std::size_t length) {
+  std::wstring text;
+  for (std::size_t i = 0; i < length; ++i) text.push_back(static_cast<wchar_t>(L'a' + i % 26));
+  return text;
+}
+
+// --- Copying --------------------------------------------------------------
+
+void BM_CopyString(benchmark::State& state) {
+  const String source(sampleText(static_cast<std::size_t>(state.range(0))).c_str());
+  for (auto _ : state) {
+    String copy = source;
+    benchmark::DoNotOptimize(copy);
+  }
+}
+BENCHMARK(BM_CopyString)->Arg(16)->Arg(256)->Arg(4096);
+
+void BM_CopyStdWstring(benchmark::State& state) {
+  const std::wstring source = sampleText(static_cast<std::size_t>(state.range(0)));
+  for (auto _ : state) {
+    std::wstring copy = source;
+    benchmark::DoNotOptimize(copy);
+  }
+}
+BENCHMARK(BM_CopyStdWstring)->Arg(16)->Arg(256)->Arg(4096);
+
+// --- UTF-8 ----------------------------------------------------------------
+
+constexpr std::size_t kTextBytes = 64 * 1024;
+
+// About one non-ASCII character in forty, like European prose.
+std::string mostlyAsciiUtf8() {
+  std::string text;
+  const char* words[] = {"the ", "quick ", "caf\xC3\xA9 ", "brown ", "fox ", "jumps ", "over ",
+                         "lazy ", "dogs ", "na\xC3\xAFve ", "and ", "then ", "sleeps. "};
+  for (std::size_t i = 0; text.size() < kTextBytes; ++i) text += words[i % std::size(words)];
+  text.resize(kTextBytes);
+  while ((static_cast<unsigned char>(text.back()) & 0xC0) == 0x80 ||
+         static_cast<unsigned char>(text.back()) >= 0xC0) {
+    text.pop_back();
+  }
+  return text;
+}
+
+// Chinese text: three bytes a character.
+std::string cjkUtf8() {
+  std::string text;
+  for (unsigned code = 0x4E00; text.size() + 3 <= kTextBytes; ++code) {
+    const unsigned c = 0x4E00 + (code - 0x4E00) % 0x5000;
+    text.push_back(static_cast<char>(0xE0 | (c >> 12)));
+    text.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+    text.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+  }
+  return text;
+}
+
+const std::string& utf8Sample(int kind) {
+  static const std::string ascii = mostlyAsciiUtf8();
+  static const std::string cjk = cjkUtf8();
+  return kind == 0 ? ascii : cjk;
+}
+
+void labelSample(benchmark::State& state) { state.SetLabel(state.range(0) == 0 ? "mostly-ascii" : "cjk"); }
+
+void BM_Utf8ToString(benchmark::State& state) {
+  const std::string& text = utf8Sample(static_cast<int>(state.range(0)));
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text.c_str());
+  for (auto _ : state) {
+    String wide = StringHelper::utf8ToWide(bytes);
+    benchmark::DoNotOptimize(wide);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+  labelSample(state);
+}
+BENCHMARK(BM_Utf8ToString)->Arg(0)->Arg(1);
+
+void BM_Utf8ToWideIconv(benchmark::State& state) {
+  const std::string& text = utf8Sample(static_cast<int>(state.range(0)));
+  iconv_t converter = iconv_open("WCHAR_T", "UTF-8");
+  std::vector<wchar_t> target(text.size() + 1);
+  for (auto _ : state) {
+    char* in = const_cast<char*>(text.data());
+    std::size_t inLeft = text.size();
+    char* out = reinterpret_cast<char*>(target.data());
+    std::size_t outLeft = target.size() * sizeof(wchar_t);
+    iconv(converter, &in, &inLeft, &out, &outLeft);
+    benchmark::DoNotOptimize(target.data());
+  }
+  iconv_close(converter);
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+  labelSample(state);
+}
+BENCHMARK(BM_Utf8ToWideIconv)->Arg(0)->Arg(1);
+
+void BM_StringToUtf8(benchmark::State& state) {
+  const std::string& text = utf8Sample(static_cast<int>(state.range(0)));
+  const String wide = StringHelper::utf8ToWide(reinterpret_cast<const unsigned char*>(text.c_str()));
+  for (auto _ : state) {
+    StringUtf8 utf8 = StringHelper::wideToUtf8(wide);
+    benchmark::DoNotOptimize(utf8);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+  labelSample(state);
+}
+BENCHMARK(BM_StringToUtf8)->Arg(0)->Arg(1);
+
+void BM_WideToUtf8Iconv(benchmark::State& state) {
+  const std::string& text = utf8Sample(static_cast<int>(state.range(0)));
+  const String wide = StringHelper::utf8ToWide(reinterpret_cast<const unsigned char*>(text.c_str()));
+  iconv_t converter = iconv_open("UTF-8", "WCHAR_T");
+  std::vector<char> target(text.size() + 16);
+  for (auto _ : state) {
+    char* in = reinterpret_cast<char*>(const_cast<wchar_t*>(wide.getBuffer()));
+    std::size_t inLeft = static_cast<std::size_t>(wide.getLength()) * sizeof(wchar_t);
+    char* out = target.data();
+    std::size_t outLeft = target.size();
+    iconv(converter, &in, &inLeft, &out, &outLeft);
+    benchmark::DoNotOptimize(target.data());
+  }
+  iconv_close(converter);
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+  labelSample(state);
+}
+BENCHMARK(BM_WideToUtf8Iconv)->Arg(0)->Arg(1);
+
+// --- Code pages -----------------------------------------------------------
+
+// Sixteen Chinese characters in GB2312.
+const char kGb2312Text[] =
+    "\xD6\xD0\xCE\xC4\xD6\xD0\xCE\xC4\xD6\xD0\xCE\xC4\xD6\xD0\xCE\xC4"
+    "\xD6\xD0\xCE\xC4\xD6\xD0\xCE\xC4\xD6\xD0\xCE\xC4\xD6\xD0\xCE\xC4";
+
+void BM_CodePageToStringCached(benchmark::State& state) {
+  const int saved = orvo::getCodePage();
+  orvo::setCodePage(936);
+  for (auto _ : state) {
+    String wide = StringHelper::ansiToWide(kGb2312Text);
+    benchmark::DoNotOptimize(wide);
+  }
+  orvo::setCodePage(saved);
+}
+BENCHMARK(BM_CodePageToStringCached);
+
+void BM_CodePageToWideFreshIconv(benchmark::State& state) {
+  wchar_t target[64];
+  for (auto _ : state) {
+    iconv_t converter = iconv_open("WCHAR_T", "CP936");
+    char* in = const_cast<char*>(kGb2312Text);
+    std::size_t inLeft = sizeof kGb2312Text - 1;
+    char* out = reinterpret_cast<char*>(target);
+    std::size_t outLeft = sizeof target;
+    iconv(converter, &in, &inLeft, &out, &outLeft);
+    iconv_close(converter);
+    benchmark::DoNotOptimize(target);
+  }
+}
+BENCHMARK(BM_CodePageToWideFreshIconv);
+
+// --- Compare and find -----------------------------------------------------
+
+// Two texts of 256 characters that differ only in the last one.
+std::wstring compareSample(wchar_t last) {
+  std::wstring text = sampleText(255);
+  text.push_back(last);
+  return text;
+}
+
+void BM_CompareString(benchmark::State& state) {
+  const String a(compareSample(L'x').c_str()), b(compareSample(L'y').c_str());
+  for (auto _ : state) benchmark::DoNotOptimize(a.compare(b));
+}
+BENCHMARK(BM_CompareString);
+
+void BM_CompareStdWstring(benchmark::State& state) {
+  const std::wstring a = compareSample(L'x'), b = compareSample(L'y');
+  for (auto _ : state) benchmark::DoNotOptimize(a.compare(b));
+}
+BENCHMARK(BM_CompareStdWstring);
+
+void BM_CompareStringWithPointer(benchmark::State& state) {
+  const String a(compareSample(L'x').c_str());
+  const std::wstring b = compareSample(L'y');
+  for (auto _ : state) benchmark::DoNotOptimize(a.compare(b.c_str()));
+}
+BENCHMARK(BM_CompareStringWithPointer);
+
+void BM_CompareStdWstringWithPointer(benchmark::State& state) {
+  const std::wstring a = compareSample(L'x'), b = compareSample(L'y');
+  for (auto _ : state) benchmark::DoNotOptimize(a.compare(b.c_str()));
+}
+BENCHMARK(BM_CompareStdWstringWithPointer);
+
+// A needle near the end of 1024 characters, whose first letter occurs often.
+std::wstring findHaystack() { return sampleText(1000) + L"needle in the text!"; }
+
+void BM_FindTextString(benchmark::State& state) {
+  const String haystack(findHaystack().c_str());
+  for (auto _ : state) benchmark::DoNotOptimize(haystack.find(L"needle"));
+}
+BENCHMARK(BM_FindTextString);
+
+void BM_FindTextStdWstring(benchmark::State& state) {
+  const std::wstring haystack = findHaystack();
+  for (auto _ : state) benchmark::DoNotOptimize(haystack.find(L"needle"));
+}
+BENCHMARK(BM_FindTextStdWstring);
+
+void BM_FindCharacterString(benchmark::State& state) {
+  const String haystack(findHaystack().c_str());
+  for (auto _ : state) benchmark::DoNotOptimize(haystack.find(L'!'));
+}
+BENCHMARK(BM_FindCharacterString);
+
+void BM_FindCharacterStdWstring(benchmark::State& state) {
+  const std::wstring haystack = findHaystack();
+  for (auto _ : state) benchmark::DoNotOptimize(haystack.find(L'!'));
+}
+BENCHMARK(BM_FindCharacterStdWstring);
+
+}  // namespace
+
+BENCHMARK_MAIN();

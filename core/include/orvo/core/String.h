@@ -1,0 +1,254 @@
+// String.h: the library's string, one template in three encodings.
+//
+//   String (also StringWide)  TString<wchar_t>        one wchar_t per code point
+//   StringAnsi                TString<char>           the active code page
+//   StringUtf8                TString<unsigned char>  UTF-8
+//
+// A string is one pointer wide. It points at the first character of a block
+// whose header (StringData) lies directly in front of the text, so reading the
+// text is a plain load. Copies share the block through an atomic count, and a
+// block that more than one string points at is never written: the few
+// operations that change text in place copy a shared block first. Blocks are
+// exactly as long as their text; every empty string shares one static block.
+//
+// Units of measure differ by operation, as in the rest of the library:
+// getLength, operator[] and getSubString count characters; erase and insert
+// count code units (bytes in the 8-bit forms); find in the 8-bit forms answers
+// a byte offset. Positions are not checked against the string's bounds.
+//
+//   String name(L"report");
+//   String path = L"/tmp/" + name + L".txt";
+//   path.replace(L".txt", L".log");
+//   String line;
+//   line.format(L"%s has %d characters", path.getBuffer(), path.getLength());
+//
+// Conversions between the three forms are StringHelper and StringConvert.
+#pragma once
+
+#include <atomic>
+#include <utility>
+
+#include <orvo/core/Export.h>
+#include <orvo/core/SpinLock.h>
+
+namespace orvo {
+
+template <class T>
+class StringBlock;
+
+template <class T>
+class ORVO_API TString {
+ public:
+  // The header in front of every string's text. Its size, 32 bytes, keeps
+  // the text 16-byte aligned, as the vector loops that scan it prefer.
+  struct alignas(16) StringData {
+    // Frees the block; the release path calls it instead of freeing directly.
+    // Null for the shared empty string, which is never freed.
+    void (*destroy)(StringData* data);
+    // Bytes of the buffer, terminator included.
+    int size;
+    // Characters, or -1 while not yet computed.
+    std::atomic<int> length;
+    // Strings that point at this block.
+    std::atomic<int> refCount;
+    // Guards the lazy computation of `length` on a shared block.
+    SpinLock lock;
+  };
+
+  TString() noexcept : _buffer(shareEmpty()) {}
+  // Null or an empty text shares the empty string.
+  TString(const T* text);
+  // `length` counts characters. The range is not tested for a terminator;
+  // trailing zero units of it are dropped.
+  TString(const T* text, int length);
+  // The string of the one character with this code; 0 gives the empty string.
+  explicit TString(int character);
+  TString(const TString& other) noexcept : _buffer(other._buffer) { addReference(getData()); }
+  TString(TString&& other) noexcept : _buffer(other._buffer) { other._buffer = shareEmpty(); }
+  ~TString() { release(getData()); }
+
+  TString& operator=(const TString& other) noexcept {
+    StringData* data = other.getData();
+    addReference(data);
+    attach(data);
+    return *this;
+  }
+  TString& operator=(TString&& other) noexcept {
+    std::swap(_buffer, other._buffer);
+    return *this;
+  }
+  // Reuses the block when it is not shared and the new text has its size.
+  // Unlike the constructor, an empty non-null text gets a block of its own.
+  TString& operator=(const T* text);
+
+  // Characters, computed on first use and cached in the block.
+  int getLength() const {
+    const int length = getData()->length.load(std::memory_order_acquire);
+    return length >= 0 ? length : computeLength();
+  }
+  // Bytes of the buffer, terminator included.
+  int getBufferLength() const noexcept { return getData()->size; }
+  const T* getBuffer() const noexcept { return _buffer; }
+  operator const T*() const noexcept { return _buffer; }
+
+  // The code of character `index` (characters, walked from the start).
+  int operator[](int index) const;
+  // `start` and `length` count characters.
+  TString getSubString(int start, int length) const;
+
+  // -1, 0 or 1 by the first differing character code; null counts as empty.
+  int compare(const T* text) const;
+  int compare(const TString& other) const;
+  // As compare, with the ASCII letters A to Z taken as a to z.
+  int compareNoCase(const T* text) const;
+
+  bool operator==(const T* text) const { return compare(text) == 0; }
+  bool operator!=(const T* text) const { return compare(text) != 0; }
+  bool operator<(const T* text) const { return compare(text) < 0; }
+  bool operator>(const T* text) const { return compare(text) > 0; }
+  bool operator<=(const T* text) const { return compare(text) <= 0; }
+  bool operator>=(const T* text) const { return compare(text) >= 0; }
+  bool operator==(const TString& other) const {
+    return getData()->size == other.getData()->size && compare(other) == 0;
+  }
+  bool operator!=(const TString& other) const { return !(*this == other); }
+
+  TString operator+(const TString& other) const;
+  TString operator+(const T* text) const;
+  TString& operator+=(const TString& other) { return *this = *this + other; }
+  TString& operator+=(const T* text) { return *this = *this + text; }
+  // Appends one character; 0 appends nothing.
+  TString& operator+=(int character);
+
+  // Drop leading, trailing or both kinds of ASCII white space.
+  TString& trimLeft();
+  TString& trimRight();
+  TString& trim();
+  // Change the ASCII letters only, unit by unit.
+  TString& upperCase();
+  TString& lowerCase();
+
+  // Position of the character or text at or after character `start`, or -1.
+  // A unit index for String, a byte offset for the 8-bit forms.
+  int find(int character, int start = 0) const;
+  int find(const T* text, int start = 0) const;
+
+  // The string becomes the printf result; an argument may be the string
+  // itself. In a wide format "%s" takes a wide string. Returns the units
+  // written, or -1 (and the string is empty) if the format fails.
+  int format(const T* format, ...);
+
+  // Replaces every occurrence, left to right without overlap. Returns the
+  // number of occurrences; an empty search text gives 0.
+  int replace(int from, int to);
+  int replace(const T* from, const T* to);
+  int replace(const TString& from, const TString& to);
+  int replace(const T* from, const TString& to);
+  int replace(const TString& from, const T* to);
+
+  // Removes `count` code units at code unit `position`; returns `count`.
+  int erase(int position, int count);
+  // Inserts at code unit `position`; returns the new length in code units.
+  int insert(int position, int character);
+  int insert(int position, const T* text);
+  int insert(int position, const TString& text);
+  // Removes every occurrence; returns their number (0 for an empty text).
+  int remove(int character);
+  int remove(const T* text);
+  int remove(const TString& text);
+
+ private:
+  template <class U>
+  friend class StringBlock;
+
+  // Adopts a block without touching its count.
+  explicit TString(StringData* data) noexcept : _buffer(bufferOf(data)) {}
+
+  static T* bufferOf(StringData* data) noexcept {
+    return reinterpret_cast<T*>(reinterpret_cast<char*>(data) + sizeof(StringData));
+  }
+  StringData* getData() const noexcept {
+    return reinterpret_cast<StringData*>(reinterpret_cast<char*>(_buffer) - sizeof(StringData));
+  }
+  static void addReference(StringData* data) noexcept {
+    data->refCount.fetch_add(1, std::memory_order_relaxed);
+  }
+  static void release(StringData* data) noexcept {
+    // The only holder may free without an atomic write: nobody else can
+    // reach the block to take a new reference.
+    if (data->refCount.load(std::memory_order_acquire) == 1 ||
+        data->refCount.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+      data->destroy(data);
+    }
+  }
+  // Points the string at `data`, adopting the caller's reference, then
+  // releases the old block.
+  void attach(StringData* data) noexcept {
+    StringData* old = getData();
+    _buffer = bufferOf(data);
+    release(old);
+  }
+  static T* shareEmpty() noexcept {
+    addReference(&_empty.data);
+    return _empty.terminator;
+  }
+
+  template <class U>
+  friend TString<U> operator+(const U* text, const TString<U>& string);
+
+  // A block of `units` code units plus a terminator, count 1, length -1;
+  // null (logged) if memory is short.
+  static StringData* allocate(long long units);
+  // A block with a copy of `units` units of `text`, or a reference on the
+  // shared empty block when there is nothing to copy or no memory.
+  static StringData* newBlock(const T* text, long long units);
+  // The two texts one after the other.
+  static TString concat(const T* left, int leftUnits, const T* right, int rightUnits);
+  // Points the string at the shared empty block.
+  void makeEmpty() noexcept {
+    addReference(&_empty.data);
+    attach(&_empty.data);
+  }
+  // Units before the terminator that ends the block.
+  int unitCount() const noexcept { return getData()->size / static_cast<int>(sizeof(T)) - 1; }
+  bool isShared() const noexcept {
+    return getData()->refCount.load(std::memory_order_acquire) != 1;
+  }
+  int computeLength() const;
+  void fork();
+  void changeCase(int first, int last, int shift);
+
+  int replace(const T* from, int fromLength, const T* to, int toLength);
+  int insert(int position, const T* text, int length);
+  int remove(const T* text, int length);
+
+  T* _buffer;
+
+  // The one block all empty strings of this instantiation share. It is
+  // constant-initialised, so it exists before any constructor runs, and its
+  // base reference is never given back.
+  struct EmptyBlock {
+    StringData data;
+    T terminator[1];
+  };
+  static EmptyBlock _empty;
+};
+
+using String = TString<wchar_t>;
+using StringWide = TString<wchar_t>;
+using StringAnsi = TString<char>;
+using StringUtf8 = TString<unsigned char>;
+
+// The same as text + string, with the text on the left.
+template <class T>
+ORVO_API TString<T> operator+(const T* text, const TString<T>& string);
+
+extern template class TString<char>;
+extern template class TString<unsigned char>;
+extern template class TString<wchar_t>;
+extern template TString<char> operator+(const char*, const TString<char>&);
+extern template TString<unsigned char> operator+(const unsigned char*,
+                                                 const TString<unsigned char>&);
+extern template TString<wchar_t> operator+(const wchar_t*, const TString<wchar_t>&);
+
+}  // namespace orvo

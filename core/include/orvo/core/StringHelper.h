@@ -1,0 +1,31 @@
+// StringHelper.h: whole-string conversions among the three string forms.
+//
+// Wide text (String) is the pivot: the two 8-bit forms convert through it.
+// UTF-8 is converted by the library itself; code-page text by the platform's
+// converter for the active code page (CodePage.h). A character the target
+// lacks becomes '?'; a broken source sequence becomes U+FFFD in wide text and
+// '?' in code-page text. A null text, an empty one, or code-page text under a
+// code page no converter knows gives the empty string.
+//
+//   StringUtf8 bytes = StringHelper::wideToUtf8(L"caf\u00e9");   // 63 61 66 C3 A9
+//   String text = StringHelper::utf8ToWide(bytes);
+#pragma once
+
+#include <orvo/core/Export.h>
+#include <orvo/core/String.h>
+
+namespace orvo {
+
+class ORVO_API StringHelper {
+ public:
+  StringHelper() = delete;
+
+  static StringAnsi wideToAnsi(const wchar_t* text);
+  static String ansiToWide(const char* text);
+  static StringUtf8 wideToUtf8(const wchar_t* text);
+  static String utf8ToWide(const unsigned char* text);
+  static StringAnsi utf8ToAnsi(const unsigned char* text);
+  static StringUtf8 ansiToUtf8(const char* text);
+};
+
+}  // namespace orvo
