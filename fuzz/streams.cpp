@@ -8,6 +8,7 @@
 #include <orvo/core/Buffer.h>
 #include <orvo/core/Stream.h>
 #include <orvo/core/String.h>
+#include <orvo/core/StringHelper.h>
 #include <orvo/core/Uuid.h>
 #include <orvo/core/Varint.h>
 
@@ -48,7 +49,7 @@ class NullDevice : public IO {
 };
 
 void step(std::uint8_t selector, InputStream& in, OutputStream& echo) {
-  switch (selector % 8) {
+  switch (selector % 10) {
     case 0: {
       std::int32_t v;
       in >> v;
@@ -80,6 +81,24 @@ void step(std::uint8_t selector, InputStream& in, OutputStream& echo) {
     }
     case 5: {
       Uuid v;
+      in >> v;
+      echo << v;
+      break;
+    }
+    case 6: {
+      String v;
+      in >> v;
+      echo << v;
+      break;
+    }
+    case 7: {
+      StringUtf8 v;
+      in >> v;
+      echo << v;
+      break;
+    }
+    case 8: {
+      StringAnsi v;
       in >> v;
       echo << v;
       break;

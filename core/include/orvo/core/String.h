@@ -26,10 +26,13 @@
 #pragma once
 
 #include <atomic>
+#include <concepts>
+#include <cstdint>
 #include <utility>
 
 #include <orvo/core/Export.h>
 #include <orvo/core/SpinLock.h>
+#include <orvo/core/Stream.h>
 
 namespace orvo {
 
@@ -242,6 +245,40 @@ using StringUtf8 = TString<unsigned char>;
 // The same as text + string, with the text on the left.
 template <class T>
 ORVO_API TString<T> operator+(const T* text, const TString<T>& string);
+
+// ---- wire form ---------------------------------------------------------------
+// All three strings travel in one form: a 32-bit count of UTF-16 units, then
+// the units, little-endian. The 8-bit strings convert through String, so a
+// text written from any of the three reads into any of the three.
+
+namespace detail {
+// Writes the count and the units; false on a short count of the text. The
+// count raises "int32_t" itself.
+ORVO_API bool writeStringUnits(OutputStream& os, const wchar_t* text, int codePoints);
+// Reads `count` units into `target`; false on a bad count, a failed
+// allocation or a short read, with `target` untouched.
+ORVO_API bool readStringUnits(InputStream& is, std::int32_t count, String& target);
+
+inline int codePointsOf(const String& text) { return text.getBufferLength() / static_cast<int>(sizeof(wchar_t)) - 1; }
+}  // namespace detail
+
+template <class TyOs>
+  requires std::derived_from<TyOs, OutputStream>
+TyOs& operator<<(TyOs& os, const StringWide& text) {
+  if (!detail::writeStringUnits(os, text.getBuffer(), detail::codePointsOf(text))) {
+    ORVO_THROW("TyOs& operator <<(TyOs&,StringWide&)");
+  }
+  return os;
+}
+
+template <class TyIs>
+  requires std::derived_from<TyIs, InputStream>
+TyIs& operator>>(TyIs& is, StringWide& text) {
+  std::int32_t count;
+  static_cast<InputStream&>(is) >> count;
+  if (!detail::readStringUnits(is, count, text)) ORVO_THROW("TyIs& operator >>(TyIs&,StringWide&)");
+  return is;
+}
 
 extern template class TString<char>;
 extern template class TString<unsigned char>;

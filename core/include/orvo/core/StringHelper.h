@@ -28,4 +28,36 @@ class ORVO_API StringHelper {
   static StringUtf8 ansiToUtf8(const char* text);
 };
 
+// The 8-bit strings have no wire form of their own: they travel as String, so
+// the count on the wire is one of UTF-16 units, whichever form was written.
+template <class TyOs>
+  requires std::derived_from<TyOs, OutputStream>
+TyOs& operator<<(TyOs& os, const StringAnsi& text) {
+  return os << StringHelper::ansiToWide(text.getBuffer());
+}
+
+template <class TyOs>
+  requires std::derived_from<TyOs, OutputStream>
+TyOs& operator<<(TyOs& os, const StringUtf8& text) {
+  return os << StringHelper::utf8ToWide(text.getBuffer());
+}
+
+template <class TyIs>
+  requires std::derived_from<TyIs, InputStream>
+TyIs& operator>>(TyIs& is, StringAnsi& text) {
+  String wide;
+  is >> wide;
+  text = StringHelper::wideToAnsi(wide.getBuffer());
+  return is;
+}
+
+template <class TyIs>
+  requires std::derived_from<TyIs, InputStream>
+TyIs& operator>>(TyIs& is, StringUtf8& text) {
+  String wide;
+  is >> wide;
+  text = StringHelper::wideToUtf8(wide.getBuffer());
+  return is;
+}
+
 }  // namespace orvo
