@@ -8,7 +8,9 @@
 #include <benchmark/benchmark.h>
 #include <iconv.h>
 
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -43,11 +45,37 @@ void BM_CopyStdWstring(benchmark::State& state) {
 }
 BENCHMARK(BM_CopyStdWstring)->Arg(16)->Arg(256)->Arg(4096);
 
+// The same, with a thousand copies alive at once before they go, as copies
+// kept in a container are: the allocator cannot hand the same block back.
+constexpr int kLiveCopies = 1000;
+
+template <class Text>
+void copyManyTimes(benchmark::State& state, const Text& source) {
+  std::vector<Text> copies;
+  copies.reserve(kLiveCopies);
+  for (auto _ : state) {
+    for (int i = 0; i < kLiveCopies; ++i) copies.push_back(source);
+    benchmark::DoNotOptimize(copies.data());
+    copies.clear();
+  }
+  state.SetItemsProcessed(state.iterations() * kLiveCopies);
+}
+
+void BM_CopyStringLive(benchmark::State& state) {
+  copyManyTimes(state, String(sampleText(static_cast<std::size_t>(state.range(0))).c_str()));
+}
+BENCHMARK(BM_CopyStringLive)->Arg(16)->Arg(256)->Arg(4096);
+
+void BM_CopyStdWstringLive(benchmark::State& state) {
+  copyManyTimes(state, sampleText(static_cast<std::size_t>(state.range(0))));
+}
+BENCHMARK(BM_CopyStdWstringLive)->Arg(16)->Arg(256)->Arg(4096);
+
 // --- UTF-8 ----------------------------------------------------------------
 
 constexpr std::size_t kTextBytes = 64 * 1024;
 
-// About one non-ASCII character in forty, like European prose.
+// One non-ASCII character in about 35 bytes, like French or German prose.
 std::string mostlyAsciiUtf8() {
   std::string text;
   const char* words[] = {"the ", "quick ", "caf\xC3\xA9 ", "brown ", "fox ", "jumps ", "over ",
@@ -79,7 +107,28 @@ const std::string& utf8Sample(int kind) {
   return kind == 0 ? ascii : cjk;
 }
 
-void labelSample(benchmark::State& state) { state.SetLabel(state.range(0) == 0 ? "mostly-ascii" : "cjk"); }
+// Throughput in bytes of UTF-8, whichever way the conversion goes.
+void reportUtf8Bytes(benchmark::State& state, const std::string& text) {
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+  state.SetLabel(state.range(0) == 0 ? "mostly-ascii" : "cjk");
+}
+
+// iconv with one converter opened beforehand, its best case, into a buffer
+// that is big enough.
+void iconvRounds(benchmark::State& state, const char* to, const char* from, const void* input,
+                 std::size_t inputBytes, std::size_t targetBytes) {
+  iconv_t converter = iconv_open(to, from);
+  std::vector<char> target(targetBytes);
+  for (auto _ : state) {
+    char* in = static_cast<char*>(const_cast<void*>(input));
+    std::size_t inLeft = inputBytes;
+    char* out = target.data();
+    std::size_t outLeft = target.size();
+    iconv(converter, &in, &inLeft, &out, &outLeft);
+    benchmark::DoNotOptimize(target.data());
+  }
+  iconv_close(converter);
+}
 
 void BM_Utf8ToString(benchmark::State& state) {
   const std::string& text = utf8Sample(static_cast<int>(state.range(0)));
@@ -88,26 +137,14 @@ void BM_Utf8ToString(benchmark::State& state) {
     String wide = StringHelper::utf8ToWide(bytes);
     benchmark::DoNotOptimize(wide);
   }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
-  labelSample(state);
+  reportUtf8Bytes(state, text);
 }
 BENCHMARK(BM_Utf8ToString)->Arg(0)->Arg(1);
 
 void BM_Utf8ToWideIconv(benchmark::State& state) {
   const std::string& text = utf8Sample(static_cast<int>(state.range(0)));
-  iconv_t converter = iconv_open("WCHAR_T", "UTF-8");
-  std::vector<wchar_t> target(text.size() + 1);
-  for (auto _ : state) {
-    char* in = const_cast<char*>(text.data());
-    std::size_t inLeft = text.size();
-    char* out = reinterpret_cast<char*>(target.data());
-    std::size_t outLeft = target.size() * sizeof(wchar_t);
-    iconv(converter, &in, &inLeft, &out, &outLeft);
-    benchmark::DoNotOptimize(target.data());
-  }
-  iconv_close(converter);
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
-  labelSample(state);
+  iconvRounds(state, "WCHAR_T", "UTF-8", text.data(), text.size(), (text.size() + 1) * sizeof(wchar_t));
+  reportUtf8Bytes(state, text);
 }
 BENCHMARK(BM_Utf8ToWideIconv)->Arg(0)->Arg(1);
 
@@ -118,27 +155,16 @@ void BM_StringToUtf8(benchmark::State& state) {
     StringUtf8 utf8 = StringHelper::wideToUtf8(wide);
     benchmark::DoNotOptimize(utf8);
   }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
-  labelSample(state);
+  reportUtf8Bytes(state, text);
 }
 BENCHMARK(BM_StringToUtf8)->Arg(0)->Arg(1);
 
 void BM_WideToUtf8Iconv(benchmark::State& state) {
   const std::string& text = utf8Sample(static_cast<int>(state.range(0)));
   const String wide = StringHelper::utf8ToWide(reinterpret_cast<const unsigned char*>(text.c_str()));
-  iconv_t converter = iconv_open("UTF-8", "WCHAR_T");
-  std::vector<char> target(text.size() + 16);
-  for (auto _ : state) {
-    char* in = reinterpret_cast<char*>(const_cast<wchar_t*>(wide.getBuffer()));
-    std::size_t inLeft = static_cast<std::size_t>(wide.getLength()) * sizeof(wchar_t);
-    char* out = target.data();
-    std::size_t outLeft = target.size();
-    iconv(converter, &in, &inLeft, &out, &outLeft);
-    benchmark::DoNotOptimize(target.data());
-  }
-  iconv_close(converter);
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
-  labelSample(state);
+  iconvRounds(state, "UTF-8", "WCHAR_T", wide.getBuffer(),
+              static_cast<std::size_t>(wide.getLength()) * sizeof(wchar_t), text.size() + 16);
+  reportUtf8Bytes(state, text);
 }
 BENCHMARK(BM_WideToUtf8Iconv)->Arg(0)->Arg(1);
 
@@ -177,35 +203,60 @@ BENCHMARK(BM_CodePageToWideFreshIconv);
 
 // --- Compare and find -----------------------------------------------------
 
-// Two texts of 256 characters that differ only in the last one.
+// Pairs of texts of 256 characters that differ only in the last one. The
+// scans' speed depends on where the texts lie relative to cache lines, so
+// each benchmark cycles through sixteen pairs placed at different offsets
+// (small allocations in between shift them), rather than measuring the luck
+// of one placement.
+constexpr int kPairs = 16;
+
 std::wstring compareSample(wchar_t last) {
   std::wstring text = sampleText(255);
   text.push_back(last);
   return text;
 }
 
+template <class Text>
+std::vector<std::pair<Text, Text>> comparePairs() {
+  std::vector<std::pair<Text, Text>> pairs;
+  std::vector<std::unique_ptr<char[]>> spacers;
+  for (int i = 0; i < kPairs; ++i) {
+    spacers.emplace_back(new char[static_cast<std::size_t>(16 * (i % 4) + 8)]);
+    Text a(compareSample(L'x').c_str());
+    spacers.emplace_back(new char[static_cast<std::size_t>(16 * (i / 4) + 8)]);
+    pairs.emplace_back(std::move(a), Text(compareSample(L'y').c_str()));
+  }
+  return pairs;
+}
+
+template <class Text, class Compare>
+void compareRounds(benchmark::State& state, Compare compare) {
+  const auto pairs = comparePairs<Text>();
+  std::size_t next = 0;
+  for (auto _ : state) {
+    const auto& pair = pairs[next++ % kPairs];
+    benchmark::DoNotOptimize(compare(pair.first, pair.second));
+  }
+}
+
 void BM_CompareString(benchmark::State& state) {
-  const String a(compareSample(L'x').c_str()), b(compareSample(L'y').c_str());
-  for (auto _ : state) benchmark::DoNotOptimize(a.compare(b));
+  compareRounds<String>(state, [](const String& a, const String& b) { return a.compare(b); });
 }
 BENCHMARK(BM_CompareString);
 
 void BM_CompareStdWstring(benchmark::State& state) {
-  const std::wstring a = compareSample(L'x'), b = compareSample(L'y');
-  for (auto _ : state) benchmark::DoNotOptimize(a.compare(b));
+  compareRounds<std::wstring>(state, [](const std::wstring& a, const std::wstring& b) { return a.compare(b); });
 }
 BENCHMARK(BM_CompareStdWstring);
 
 void BM_CompareStringWithPointer(benchmark::State& state) {
-  const String a(compareSample(L'x').c_str());
-  const std::wstring b = compareSample(L'y');
-  for (auto _ : state) benchmark::DoNotOptimize(a.compare(b.c_str()));
+  compareRounds<String>(state, [](const String& a, const String& b) { return a.compare(b.getBuffer()); });
 }
 BENCHMARK(BM_CompareStringWithPointer);
 
 void BM_CompareStdWstringWithPointer(benchmark::State& state) {
-  const std::wstring a = compareSample(L'x'), b = compareSample(L'y');
-  for (auto _ : state) benchmark::DoNotOptimize(a.compare(b.c_str()));
+  compareRounds<std::wstring>(state,
+                              [](const std::wstring& a, const std::wstring& b) { return a.compare(b.c_str()); });
 }
 BENCHMARK(BM_CompareStdWstringWithPointer);
 

@@ -37,6 +37,12 @@ std::size_t unitLength(const T* text) {
   }
 }
 
+// Units before the terminator of a text that may be null.
+template <class T>
+int unitsOf(const T* text) {
+  return text ? static_cast<int>(unitLength(text)) : 0;
+}
+
 template <class T>
 void copyUnits(T* target, const T* source, std::size_t units) {
   std::memcpy(target, source, units * sizeof(T));
@@ -78,6 +84,21 @@ long long findUnits(const T* text, std::size_t length, const T* needle, std::siz
   }
 }
 
+// Calls `visit` with the position of each occurrence of `needle`, left to
+// right and without overlap: after a hit the search goes on behind it.
+// Answers the number of occurrences.
+template <class T, class Visit>
+long long forEachOccurrence(const T* text, std::size_t length, const T* needle, std::size_t needleLength,
+                            Visit visit) {
+  long long count = 0;
+  for (long long hit = findUnits(text, length, needle, needleLength, 0); hit >= 0;
+       hit = findUnits(text, length, needle, needleLength, static_cast<std::size_t>(hit) + needleLength)) {
+    visit(static_cast<std::size_t>(hit));
+    ++count;
+  }
+  return count;
+}
+
 // Compares two 8-bit texts character by character through `fold`.
 template <class T>
 int compareCharacters(const T* a, const T* b, int (*fold)(int)) {
@@ -99,6 +120,18 @@ int compareCharacters(const T* a, const T* b, int (*fold)(int)) {
     codeA = fold(codeA), codeB = fold(codeB);
     if (codeA != codeB) return codeA < codeB ? -1 : 1;
   }
+}
+
+// Compares wide text over `count` units, of which the last is a terminator
+// in at least one of the texts. Where `own` has no terminator before that, a
+// mismatch scan decides (a terminator of `other` is a mismatch); otherwise
+// the scan stops at the first terminator of `own`.
+[[gnu::always_inline]] inline int compareWide(const wchar_t* own, bool ownHasInnerTerminator, const wchar_t* other,
+                                              std::size_t count) {
+  const std::size_t i = ownHasInnerTerminator ? firstDifferenceOrEnd(own, other, count)
+                                              : firstMismatch(own, other, count);
+  if (i == count) return 0;
+  return sign(static_cast<long long>(unitValue(own[i])) - unitValue(other[i]));
 }
 
 template <class T>
@@ -126,7 +159,8 @@ typename TString<T>::StringData* TString<T>::allocate(long long units) {
     memory = ::operator new[](static_cast<std::size_t>(bytes), std::nothrow);
   }
   if (!memory) {
-    Log::error(L"Allocate memory(%d) error!", static_cast<int>(bytes));
+    // 64 bits: a request beyond the int range is reported with its size, too.
+    Log::error(L"Allocate memory(%I64d) error!", bytes);
     return nullptr;
   }
   auto* data = new (memory) StringData{&freeBlock<T>,
@@ -169,7 +203,7 @@ void TString<T>::fork() {
 // --- Construction ---------------------------------------------------------
 
 template <class T>
-TString<T>::TString(const T* text) : TString(newBlock(text, text ? unitLength(text) : 0)) {
+TString<T>::TString(const T* text) : TString(newBlock(text, unitsOf(text))) {
   // Wide text has one character per unit: the length is known already.
   if constexpr (kWide<T>) {
     if (getData() != &_empty.data) getData()->length.store(unitCount(), std::memory_order_relaxed);
@@ -272,17 +306,6 @@ TString<T> TString<T>::getSubString(int start, int length) const {
 
 // --- Comparison -----------------------------------------------------------
 
-// Wide comparison over `count` units, of which the last is a terminator in
-// at least one of the texts. Without a terminator inside the text before, a
-// mismatch scan decides; otherwise the scan stops at a terminator, too.
-template <class T>
-int compareWide(const wchar_t* own, bool ownHasInnerTerminator, const wchar_t* other, std::size_t count) {
-  const std::size_t i = ownHasInnerTerminator ? firstDifferenceOrEnd(own, other, count)
-                                              : firstMismatch(own, other, count);
-  if (i == count) return 0;
-  return sign(static_cast<long long>(unitValue(own[i])) - unitValue(other[i]));
-}
-
 template <class T>
 int TString<T>::compare(const T* text) const {
   if (!text) text = _empty.terminator;
@@ -290,7 +313,7 @@ int TString<T>::compare(const T* text) const {
   if constexpr (kWide<T>) {
     const std::size_t own = static_cast<std::size_t>(unitCount());
     const std::size_t other = std::wcslen(text);
-    return compareWide<T>(_buffer, getLength() != unitCount(), text, (own < other ? own : other) + 1);
+    return compareWide(_buffer, getLength() != unitCount(), text, (own < other ? own : other) + 1);
   } else {
     return compareCharacters(_buffer, text, keepCase);
   }
@@ -300,12 +323,9 @@ template <class T>
 int TString<T>::compare(const TString& other) const {
   if constexpr (kWide<T>) {
     if (other._buffer == _buffer) return 0;
-    // The other text ends at its first terminator: with one inside, a
-    // mismatch scan could run past it, so the stopping scan takes over.
     const int own = unitCount(), theirs = other.unitCount();
-    const bool innerTerminator = getLength() != own || other.getLength() != theirs;
-    return compareWide<T>(_buffer, innerTerminator, other._buffer,
-                          static_cast<std::size_t>(own < theirs ? own : theirs) + 1);
+    return compareWide(_buffer, getLength() != own, other._buffer,
+                       static_cast<std::size_t>(own < theirs ? own : theirs) + 1);
   } else {
     return compare(other._buffer);
   }
@@ -338,7 +358,7 @@ TString<T> TString<T>::operator+(const TString& other) const {
 
 template <class T>
 TString<T> TString<T>::operator+(const T* text) const {
-  const int right = text ? static_cast<int>(unitLength(text)) : 0;
+  const int right = unitsOf(text);
   if (right == 0) return *this;
   if (unitCount() == 0) return TString(text);
   return concat(_buffer, unitCount(), text, right);
@@ -346,7 +366,7 @@ TString<T> TString<T>::operator+(const T* text) const {
 
 template <class T>
 TString<T> operator+(const T* text, const TString<T>& string) {
-  const int left = text ? static_cast<int>(unitLength(text)) : 0;
+  const int left = unitsOf(text);
   if (left == 0) return string;
   if (string.unitCount() == 0) return TString<T>(text);
   return TString<T>::concat(text, left, string._buffer, string.unitCount());
@@ -433,11 +453,12 @@ int TString<T>::find(int character, int start) const {
   } else {
     const T* p = _buffer;
     for (int i = 0; i < start; ++i) p = nextCharacter(p);
-    while (*p != 0) {
+    // The character 0 is the terminator, though a stray UTF-8 byte 0x80
+    // decodes to the code 0 as well.
+    for (; *p != 0; p = nextCharacter(p)) {
       int code;
-      const T* next = stringChar(p, code);
-      if (code == character) return static_cast<int>(p - _buffer);
-      p = next;
+      stringChar(p, code);
+      if (code == character && character != 0) return static_cast<int>(p - _buffer);
     }
     return character == 0 ? static_cast<int>(p - _buffer) : -1;
   }
@@ -527,42 +548,34 @@ int TString<T>::replace(const T* from, int fromLength, const T* to, int toLength
   if (fromLength <= 0 || toLength < 0) return 0;
   const std::size_t units = static_cast<std::size_t>(unitCount());
   const std::size_t step = static_cast<std::size_t>(fromLength);
-  long long count = 0;
-  for (long long hit = findUnits(_buffer, units, from, step, 0); hit >= 0;
-       hit = findUnits(_buffer, units, from, step, static_cast<std::size_t>(hit) + step)) {
-    ++count;
-  }
+  const long long count = forEachOccurrence(_buffer, units, from, step, [](std::size_t) {});
   if (count == 0) return 0;
 
   auto inside = [this, units](const T* text) { return text >= _buffer && text <= _buffer + units; };
   if (toLength == fromLength && !isShared() && !inside(from) && !inside(to)) {
-    for (long long hit = findUnits(_buffer, units, from, step, 0); hit >= 0;
-         hit = findUnits(_buffer, units, from, step, static_cast<std::size_t>(hit) + step)) {
-      copyUnits(_buffer + hit, to, step);
-    }
+    forEachOccurrence(_buffer, units, from, step, [&](std::size_t at) { copyUnits(_buffer + at, to, step); });
     getData()->length.store(-1, std::memory_order_relaxed);
     return static_cast<int>(count);
   }
 
   const long long newUnits = static_cast<long long>(units) + count * (toLength - fromLength);
-  StringData* data = newUnits > 0 ? allocate(newUnits) : nullptr;
-  if (newUnits > 0 && !data) return 0;
-  if (data) {
-    T* target = bufferOf(data);
-    std::size_t done = 0;
-    for (long long hit = findUnits(_buffer, units, from, step, 0); hit >= 0;
-         hit = findUnits(_buffer, units, from, step, done)) {
-      const std::size_t before = static_cast<std::size_t>(hit) - done;
-      copyUnits(target, _buffer + done, before);
-      copyUnits(target + before, to, static_cast<std::size_t>(toLength));
-      target += before + static_cast<std::size_t>(toLength);
-      done = static_cast<std::size_t>(hit) + step;
-    }
-    copyUnits(target, _buffer + done, units - done);
-    attach(data);
-  } else {
+  if (newUnits == 0) {
     makeEmpty();
+    return static_cast<int>(count);
   }
+  StringData* data = allocate(newUnits);
+  if (!data) return 0;
+  T* target = bufferOf(data);
+  std::size_t done = 0;
+  forEachOccurrence(_buffer, units, from, step, [&](std::size_t at) {
+    copyUnits(target, _buffer + done, at - done);
+    target += at - done;
+    copyUnits(target, to, static_cast<std::size_t>(toLength));
+    target += toLength;
+    done = at + step;
+  });
+  copyUnits(target, _buffer + done, units - done);
+  attach(data);
   return static_cast<int>(count);
 }
 
@@ -621,8 +634,7 @@ int TString<T>::replace(int from, int to) {
 
 template <class T>
 int TString<T>::replace(const T* from, const T* to) {
-  return replace(from, from ? static_cast<int>(unitLength(from)) : 0, to,
-                 to ? static_cast<int>(unitLength(to)) : 0);
+  return replace(from, unitsOf(from), to, unitsOf(to));
 }
 
 template <class T>
@@ -632,12 +644,12 @@ int TString<T>::replace(const TString& from, const TString& to) {
 
 template <class T>
 int TString<T>::replace(const T* from, const TString& to) {
-  return replace(from, from ? static_cast<int>(unitLength(from)) : 0, to._buffer, to.unitCount());
+  return replace(from, unitsOf(from), to._buffer, to.unitCount());
 }
 
 template <class T>
 int TString<T>::replace(const TString& from, const T* to) {
-  return replace(from._buffer, from.unitCount(), to, to ? static_cast<int>(unitLength(to)) : 0);
+  return replace(from._buffer, from.unitCount(), to, unitsOf(to));
 }
 
 template <class T>
@@ -648,7 +660,7 @@ int TString<T>::insert(int position, int character) {
 
 template <class T>
 int TString<T>::insert(int position, const T* text) {
-  return insert(position, text, text ? static_cast<int>(unitLength(text)) : 0);
+  return insert(position, text, unitsOf(text));
 }
 
 template <class T>
@@ -664,7 +676,7 @@ int TString<T>::remove(int character) {
 
 template <class T>
 int TString<T>::remove(const T* text) {
-  return remove(text, text ? static_cast<int>(unitLength(text)) : 0);
+  return remove(text, unitsOf(text));
 }
 
 template <class T>

@@ -126,7 +126,27 @@ void decodeCarefully(const unsigned char* text, std::size_t length, Sink& sink) 
 
 // --- Decoding well-formed bytes -------------------------------------------
 
-// No checks: the measuring pass has found every sequence complete and valid.
+// Decodes the character at `p` and returns the position behind it. No
+// checks: the measuring pass has found every sequence complete and valid.
+inline const unsigned char* decodeWellFormedCharacter(const unsigned char* p, wchar_t*& out) {
+  const unsigned lead = p[0];
+  if (lead < 0x80) {
+    *out++ = static_cast<wchar_t>(lead);
+    return p + 1;
+  }
+  if (lead < 0xE0) {
+    *out++ = static_cast<wchar_t>(((lead & 0x1F) << 6) | (p[1] & 0x3F));
+    return p + 2;
+  }
+  if (lead < 0xF0) {
+    *out++ = static_cast<wchar_t>(((lead & 0x0F) << 12) | ((p[1] & 0x3F) << 6) | (p[2] & 0x3F));
+    return p + 3;
+  }
+  *out++ = static_cast<wchar_t>(((lead & 0x07) << 18) | ((p[1] & 0x3F) << 12) | ((p[2] & 0x3F) << 6) |
+                                (p[3] & 0x3F));
+  return p + 4;
+}
+
 void decodeWellFormed(const unsigned char* text, std::size_t length, wchar_t* target,
                       std::size_t units) {
   const unsigned char* p = text;
@@ -134,34 +154,19 @@ void decodeWellFormed(const unsigned char* text, std::size_t length, wchar_t* ta
   wchar_t* out = target;
   wchar_t* const outEnd = target + units;
   while (p < end) {
-    const unsigned lead = *p;
-    if (lead < 0x80) {
 #if defined(ORVO_X86_SIMD)
+    if (*p < 0x80 && end - p >= 16 && outEnd - out >= 16) {
       // Sixteen at a time while there is room; the units behind the first
       // non-ASCII byte are overwritten by what follows.
-      if (end - p >= 16 && outEnd - out >= 16) {
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-        const int nonAscii = _mm_movemask_epi8(bytes);
-        widenAscii(p, 16, out);
-        const int taken = nonAscii == 0 ? 16 : __builtin_ctz(static_cast<unsigned>(nonAscii));
-        p += taken;
-        out += taken;
-        continue;
-      }
-#endif
-      *out++ = static_cast<wchar_t>(lead);
-      ++p;
-    } else if (lead < 0xE0) {
-      *out++ = static_cast<wchar_t>(((lead & 0x1F) << 6) | (p[1] & 0x3F));
-      p += 2;
-    } else if (lead < 0xF0) {
-      *out++ = static_cast<wchar_t>(((lead & 0x0F) << 12) | ((p[1] & 0x3F) << 6) | (p[2] & 0x3F));
-      p += 3;
-    } else {
-      *out++ = static_cast<wchar_t>(((lead & 0x07) << 18) | ((p[1] & 0x3F) << 12) |
-                                    ((p[2] & 0x3F) << 6) | (p[3] & 0x3F));
-      p += 4;
+      const int nonAscii = _mm_movemask_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+      widenAscii(p, 16, out);
+      const int taken = nonAscii == 0 ? 16 : __builtin_ctz(static_cast<unsigned>(nonAscii));
+      p += taken;
+      out += taken;
+      continue;
     }
+#endif
+    p = decodeWellFormedCharacter(p, out);
   }
 }
 
@@ -378,7 +383,8 @@ ORVO_AVX2 bool validateAvx2(const unsigned char* text, std::size_t length, std::
   for (; i + 128 <= length; i += 128, blocks += 4) {
     const __m256i a = _mm256_loadu_si256(blocks), b = _mm256_loadu_si256(blocks + 1);
     const __m256i c = _mm256_loadu_si256(blocks + 2), d = _mm256_loadu_si256(blocks + 3);
-    if (_mm256_movemask_epi8(_mm256_or_si256(_mm256_or_si256(a, b), _mm256_or_si256(c, d))) == 0) {
+    const __m256i any = _mm256_or_si256(_mm256_or_si256(a, b), _mm256_or_si256(c, d));
+    if (_mm256_testz_si256(any, _mm256_set1_epi8(static_cast<char>(0x80)))) {
       validator.takeAscii(d);
       continue;
     }
@@ -559,31 +565,20 @@ ORVO_AVX2 void decodeWellFormedAvx2(const unsigned char* text, std::size_t lengt
   const __m256i highestShort = _mm256_set1_epi8(static_cast<char>(0xDF));
   while (end - p >= 36 && outEnd - out >= 32) {
     const __m256i block = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-    if (_mm256_movemask_epi8(_mm256_cmpeq_epi8(_mm256_min_epu8(block, highestShort), block)) == -1) {
+    const __m256i aboveShort = _mm256_subs_epu8(block, highestShort);  // Leads of three bytes or more.
+    if (_mm256_testz_si256(aboveShort, aboveShort)) {
       out += decodeShortCharacters16(p, out);
       out += decodeShortCharacters16(p + 16, out);
       p += 32;
       continue;
     }
     while (isContinuation(*p)) ++p;  // The end of a character the block before decoded.
-    const unsigned lead = *p;
-    if (lead < 0x80) {
-      *out++ = static_cast<wchar_t>(lead);
-      ++p;
-    } else if (lead < 0xE0) {
-      *out++ = static_cast<wchar_t>(((lead & 0x1F) << 6) | (p[1] & 0x3F));
-      p += 2;
-    } else if (lead < 0xF0 && decodeEightThreeByteCharacters(p, out)) {
+    if ((*p & 0xF0) == 0xE0 && decodeEightThreeByteCharacters(p, out)) {
       p += 24;
       out += 8;
-    } else if (lead < 0xF0) {
-      *out++ = static_cast<wchar_t>(((lead & 0x0F) << 12) | ((p[1] & 0x3F) << 6) | (p[2] & 0x3F));
-      p += 3;
-    } else {
-      *out++ = static_cast<wchar_t>(((lead & 0x07) << 18) | ((p[1] & 0x3F) << 12) |
-                                    ((p[2] & 0x3F) << 6) | (p[3] & 0x3F));
-      p += 4;
+      continue;
     }
+    p = decodeWellFormedCharacter(p, out);
   }
   while (p < end && isContinuation(*p)) ++p;
   decodeWellFormed(p, static_cast<std::size_t>(end - p), out, static_cast<std::size_t>(outEnd - out));

@@ -7,102 +7,116 @@
 #if defined(__x86_64__)
 #include <immintrin.h>
 #define ORVO_X86_SIMD 1
+#define ORVO_AVX2 __attribute__((target("avx2")))
+#define ORVO_AVX2_INLINE inline __attribute__((target("avx2"), always_inline))
 #endif
 
 namespace orvo {
 namespace {
 
-std::size_t firstDifferenceScalar(const wchar_t* a, const wchar_t* b, std::size_t i, std::size_t count) {
+// Both scans: the first index where the units differ, or with
+// `StopAtTerminator` also where `a` holds a terminator.
+template <bool StopAtTerminator>
+std::size_t scanPortable(const wchar_t* a, const wchar_t* b, std::size_t i, std::size_t count) {
   for (; i < count; ++i) {
-    if (a[i] != b[i] || a[i] == 0) return i;
+    if (a[i] != b[i] || (StopAtTerminator && a[i] == 0)) return i;
   }
-  return count - 1;
+  return StopAtTerminator ? count - 1 : count;
 }
 
 #if defined(ORVO_X86_SIMD)
 
-// Lanes that are zero where the scan must stop: min(a, a == b ? ~0 : 0) is 0
-// exactly where the units differ or `a` holds a terminator.
-__attribute__((target("avx2"), always_inline)) inline __m256i stops(const wchar_t* a, const wchar_t* b) {
+// Eight lanes, zero where the scan must stop. For a terminator,
+// min(a, a == b ? ~0 : 0) is 0 exactly where the units differ or `a` is 0.
+template <bool StopAtTerminator>
+ORVO_AVX2_INLINE __m256i goOnLanes(const wchar_t* a, const wchar_t* b) {
   const __m256i unitsA = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(a));
-  const __m256i unitsB = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b));
-  return _mm256_min_epu32(unitsA, _mm256_cmpeq_epi32(unitsA, unitsB));
+  const __m256i equal = _mm256_cmpeq_epi32(unitsA, _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b)));
+  return StopAtTerminator ? _mm256_min_epu32(unitsA, equal) : equal;
 }
 
-__attribute__((target("avx2"), always_inline)) inline unsigned stopLanes(__m256i lanes) {
-  return static_cast<unsigned>(
-      _mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(lanes, _mm256_setzero_si256()))));
+ORVO_AVX2_INLINE std::uint64_t stopLanes(__m256i goOn) {
+  return static_cast<std::uint64_t>(
+      _mm256_movemask_ps(_mm256_castsi256_ps(_mm256_cmpeq_epi32(goOn, _mm256_setzero_si256()))));
 }
 
-__attribute__((target("avx2"))) std::size_t firstDifferenceAvx2(const wchar_t* a, const wchar_t* b,
-                                                                 std::size_t count) {
-  std::size_t i = 0;
+// Looks for a stop in the 32 units at `a` and `b`; `at` gets its offset.
+template <bool StopAtTerminator>
+ORVO_AVX2_INLINE bool findStopIn32(const wchar_t* a, const wchar_t* b, std::size_t& at) {
+  const __m256i g0 = goOnLanes<StopAtTerminator>(a, b);
+  const __m256i g1 = goOnLanes<StopAtTerminator>(a + 8, b + 8);
+  const __m256i g2 = goOnLanes<StopAtTerminator>(a + 16, b + 16);
+  const __m256i g3 = goOnLanes<StopAtTerminator>(a + 24, b + 24);
+  const __m256i all = _mm256_min_epu32(_mm256_min_epu32(g0, g1), _mm256_min_epu32(g2, g3));
+  // A flag test, not a mask moved to a register, and laid out for going on:
+  // the branch is taken on every round of a long scan.
+  const __m256i stops = _mm256_cmpeq_epi32(all, _mm256_setzero_si256());
+  if (__builtin_expect(_mm256_testz_si256(stops, stops), 1)) return false;
+  at = static_cast<std::size_t>(
+      __builtin_ctzll(stopLanes(g0) | stopLanes(g1) << 8 | stopLanes(g2) << 16 | stopLanes(g3) << 24));
+  return true;
+}
+
+template <bool StopAtTerminator>
+ORVO_AVX2 std::size_t scanAvx2(const wchar_t* a, const wchar_t* b, std::size_t count) {
+  const std::size_t notFound = StopAtTerminator ? count - 1 : count;
+  if (count < 32) {
+    if (count < 8) return scanPortable<StopAtTerminator>(a, b, 0, count);
+    // Eight at a time, the last eight overlapping those before.
+    for (std::size_t i = 0;; i += 8) {
+      if (i + 8 > count) i = count - 8;
+      const std::uint64_t lanes = stopLanes(goOnLanes<StopAtTerminator>(a + i, b + i));
+      if (lanes != 0) return i + static_cast<std::size_t>(__builtin_ctzll(lanes));
+      if (i + 8 == count) return notFound;
+    }
+  }
+  // The first 32, then on from where `a` is 32-byte aligned, as loads across
+  // cache lines cost twice; the last 32 overlap those before. Units looked at
+  // twice have no stop, so the first stop found is the first of all.
+  std::size_t at;
+  if (findStopIn32<StopAtTerminator>(a, b, at)) return at;
+  std::size_t i = 32 - ((reinterpret_cast<std::uintptr_t>(a) & 31) >> 2);
   for (; i + 32 <= count; i += 32) {
-    const __m256i s0 = stops(a + i, b + i), s1 = stops(a + i + 8, b + i + 8);
-    const __m256i s2 = stops(a + i + 16, b + i + 16), s3 = stops(a + i + 24, b + i + 24);
-    const __m256i any = _mm256_min_epu32(_mm256_min_epu32(s0, s1), _mm256_min_epu32(s2, s3));
-    if (stopLanes(any) == 0) continue;
-    const std::uint64_t lanes = stopLanes(s0) | stopLanes(s1) << 8 |
-                                static_cast<std::uint64_t>(stopLanes(s2)) << 16 |
-                                static_cast<std::uint64_t>(stopLanes(s3)) << 24;
-    return i + static_cast<std::size_t>(__builtin_ctzll(lanes));
+    if (findStopIn32<StopAtTerminator>(a + i, b + i, at)) return i + at;
   }
-  for (; i + 8 <= count; i += 8) {
-    const unsigned lanes = stopLanes(stops(a + i, b + i));
-    if (lanes != 0) return i + static_cast<std::size_t>(__builtin_ctz(lanes));
-  }
-  return firstDifferenceScalar(a, b, i, count);
-}
-
-__attribute__((target("avx2"), always_inline)) inline __m256i equalLanes(const wchar_t* a, const wchar_t* b) {
-  return _mm256_cmpeq_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(a)),
-                            _mm256_loadu_si256(reinterpret_cast<const __m256i*>(b)));
-}
-
-__attribute__((target("avx2"), always_inline)) inline std::uint64_t differentLanes(__m256i equal) {
-  return ~static_cast<std::uint64_t>(_mm256_movemask_ps(_mm256_castsi256_ps(equal))) & 0xFF;
-}
-
-__attribute__((target("avx2"))) std::size_t firstMismatchAvx2(const wchar_t* a, const wchar_t* b,
-                                                               std::size_t count) {
-  std::size_t i = 0;
-  for (; i + 32 <= count; i += 32) {
-    const __m256i e0 = equalLanes(a + i, b + i), e1 = equalLanes(a + i + 8, b + i + 8);
-    const __m256i e2 = equalLanes(a + i + 16, b + i + 16), e3 = equalLanes(a + i + 24, b + i + 24);
-    const __m256i all = _mm256_and_si256(_mm256_and_si256(e0, e1), _mm256_and_si256(e2, e3));
-    if (_mm256_movemask_epi8(all) == -1) continue;
-    return i + static_cast<std::size_t>(__builtin_ctzll(differentLanes(e0) | differentLanes(e1) << 8 |
-                                                        differentLanes(e2) << 16 | differentLanes(e3) << 24));
-  }
-  for (; i + 8 <= count; i += 8) {
-    const std::uint64_t different = differentLanes(equalLanes(a + i, b + i));
-    if (different != 0) return i + static_cast<std::size_t>(__builtin_ctzll(different));
-  }
-  for (; i < count; ++i) {
-    if (a[i] != b[i]) return i;
-  }
-  return count;
+  if (i < count && findStopIn32<StopAtTerminator>(a + count - 32, b + count - 32, at)) return count - 32 + at;
+  return notFound;
 }
 
 #endif
 
 }  // namespace
 
-std::size_t firstMismatch(const wchar_t* a, const wchar_t* b, std::size_t count) {
-#if defined(ORVO_X86_SIMD)
-  if (platform::hasAvx2()) return firstMismatchAvx2(a, b, count);
-#endif
-  for (std::size_t i = 0; i < count; ++i) {
-    if (a[i] != b[i]) return i;
-  }
-  return count;
+namespace detail {
+
+std::size_t firstMismatchPortable(const wchar_t* a, const wchar_t* b, std::size_t count) {
+  return scanPortable<false>(a, b, 0, count);
 }
 
-std::size_t firstDifferenceOrEnd(const wchar_t* a, const wchar_t* b, std::size_t count) {
-#if defined(ORVO_X86_SIMD)
-  if (platform::hasAvx2()) return firstDifferenceAvx2(a, b, count);
-#endif
-  return firstDifferenceScalar(a, b, 0, count);
+std::size_t firstDifferenceOrEndPortable(const wchar_t* a, const wchar_t* b, std::size_t count) {
+  return scanPortable<true>(a, b, 0, count);
 }
 
+#if defined(ORVO_X86_SIMD)
+std::size_t firstMismatchAvx2(const wchar_t* a, const wchar_t* b, std::size_t count) {
+  return scanAvx2<false>(a, b, count);
+}
+
+std::size_t firstDifferenceOrEndAvx2(const wchar_t* a, const wchar_t* b, std::size_t count) {
+  return scanAvx2<true>(a, b, count);
+}
+
+#else
+// Never chosen: there is no AVX2 where this is compiled.
+std::size_t firstMismatchAvx2(const wchar_t* a, const wchar_t* b, std::size_t count) {
+  return firstMismatchPortable(a, b, count);
+}
+
+std::size_t firstDifferenceOrEndAvx2(const wchar_t* a, const wchar_t* b, std::size_t count) {
+  return firstDifferenceOrEndPortable(a, b, count);
+}
+
+#endif
+
+}  // namespace detail
 }  // namespace orvo

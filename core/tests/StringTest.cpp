@@ -1,6 +1,7 @@
 // Behaviour of TString in its three forms: blocks and sharing, reading,
 // comparing, building, searching, formatting and editing.
 #include <orvo/core/CodePage.h>
+#include <orvo/core/Log.h>
 #include <orvo/core/String.h>
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "StringBlock.h"
+#include "platform/CpuFeatures.h"
 #include "StringTestSupport.h"
 
 namespace orvo {
@@ -86,7 +88,8 @@ TEST(StringBlocks, CopiesShareTheBlockAndReleaseIt) {
     EXPECT_EQ(refs(a), 3);
   }
   EXPECT_EQ(refs(a), 1);
-  a = a;  // Self-assignment keeps the block alive.
+  const String& same = a;
+  a = same;  // Self-assignment keeps the block alive.
   EXPECT_EQ(refs(a), 1);
   EXPECT_EQ(a, L"shared text");
 }
@@ -145,6 +148,28 @@ TEST(StringBlocks, AssigningATextFromInsideTheStringItself) {
   String same(L"same");
   same = same.getBuffer();
   EXPECT_EQ(same, L"same");
+}
+
+class ErrorCollector : public LogListener {
+ public:
+  void onError(const wchar_t* message) override { errors.emplace_back(message); }
+  void onWarning(const wchar_t*) override {}
+  void onInformation(const wchar_t*) override {}
+  void onDebug(const wchar_t*) override {}
+  void onWhistle(bool) override {}
+  std::vector<std::wstring> errors;
+};
+
+TEST(StringBlocks, AFailedAllocationIsLoggedAndGivesNoBlock) {
+  ErrorCollector collector;
+  Log::addListener(&collector);
+  {
+    StringBlock<wchar_t> block(600000000);  // Beyond the 32-bit size of a block.
+    EXPECT_FALSE(block);
+  }
+  Log::removeListener(&collector);
+  ASSERT_EQ(collector.errors.size(), 1u);
+  EXPECT_EQ(collector.errors[0], L"Allocate memory(2400000036) error!");
 }
 
 // --- Construction ---------------------------------------------------------
@@ -237,14 +262,19 @@ TEST(StringComparison, WideUnitsCompareAsUnsignedValues) {
 
 TEST(StringComparison, LongTextsDifferingAnywhere) {
   // Crosses the vector width of the scanning loop at every position.
-  std::wstring base(67, L'q');
-  for (std::size_t i = 0; i < base.size(); ++i) {
-    std::wstring other = base;
-    other[i] = L'r';
-    EXPECT_EQ(String(base.c_str()).compare(String(other.c_str())), -1) << i;
-    EXPECT_EQ(String(other.c_str()).compare(base.c_str()), 1) << i;
-    EXPECT_EQ(String(base.c_str()).compare(std::wstring(base, 0, i).c_str()), 1) << i;
+  for (platform::Simd level : {platform::Simd::Avx2, platform::Simd::Portable}) {
+    platform::limitSimd(level);
+    std::wstring base(67, L'q');
+    for (std::size_t i = 0; i < base.size(); ++i) {
+      std::wstring other = base;
+      other[i] = L'r';
+      EXPECT_EQ(String(base.c_str()).compare(String(other.c_str())), -1) << i;
+      EXPECT_EQ(String(other.c_str()).compare(base.c_str()), 1) << i;
+      EXPECT_EQ(String(base.c_str()).compare(std::wstring(base, 0, i).c_str()), 1) << i;
+      EXPECT_EQ(String(std::wstring(base, 0, i).c_str()).compare(String(base.c_str())), -1) << i;
+    }
   }
+  platform::limitSimd(platform::Simd::Avx2);
 }
 
 TEST(StringComparison, EmbeddedTerminatorsEndTheComparison) {
@@ -252,6 +282,24 @@ TEST(StringComparison, EmbeddedTerminatorsEndTheComparison) {
   const wchar_t b[] = {L'a', 0, L'c'};
   EXPECT_EQ(String(a, 3).compare(String(b, 3)), 0);
   EXPECT_EQ(String(a, 3).compare(L"a"), 0);
+}
+
+TEST(StringComparison, EmbeddedTerminatorsInLongTexts) {
+  // The stopping scan, across its vector blocks, with and without them.
+  for (platform::Simd level : {platform::Simd::Avx2, platform::Simd::Portable}) {
+    platform::limitSimd(level);
+    for (std::size_t at = 0; at < 70; ++at) {
+      std::wstring a(80, L'k'), b(80, L'k');
+      a[at] = 0;
+      b[at] = 0;
+      b[at + 1] = L'z';
+      EXPECT_EQ(String(a.c_str(), 80).compare(String(b.c_str(), 80)), 0) << at;
+      b[at] = L'a';
+      EXPECT_EQ(String(a.c_str(), 80).compare(String(b.c_str(), 80)), -1) << at;
+      EXPECT_EQ(String(b.c_str(), 80).compare(String(a.c_str(), 80)), 1) << at;
+    }
+  }
+  platform::limitSimd(platform::Simd::Avx2);
 }
 
 TEST(StringComparison, EightBitFormsCompareCharacterCodes) {

@@ -28,8 +28,8 @@ std::string encodeAll(const std::wstring& text) {
 // Runs each test once with the vector paths and once without.
 class Utf8Codec : public ::testing::TestWithParam<bool> {
  protected:
-  Utf8Codec() { platform::switchOffAvx2(GetParam()); }
-  ~Utf8Codec() override { platform::switchOffAvx2(false); }
+  Utf8Codec() { platform::limitSimd(GetParam() ? platform::Simd::Portable : platform::Simd::Avx2); }
+  ~Utf8Codec() override { platform::limitSimd(platform::Simd::Avx2); }
 };
 
 INSTANTIATE_TEST_SUITE_P(Paths, Utf8Codec, ::testing::Values(false, true),
@@ -159,11 +159,11 @@ TEST(Utf8CodecPaths, VectorAndPortableMeasuresAgree) {
   for (unsigned seed = 1; seed < 800; ++seed) {
     const std::string bytes = seed % 4 == 0 ? byteSoup(seed * 31, 1 + seed * 3) : mixedText(seed);
     const auto* text = reinterpret_cast<const unsigned char*>(bytes.data());
-    platform::switchOffAvx2(false);
+    platform::limitSimd(platform::Simd::Avx2);
     const utf8::Measure vector = utf8::measureDecoded(text, bytes.size());
-    platform::switchOffAvx2(true);
+    platform::limitSimd(platform::Simd::Portable);
     const utf8::Measure portable = utf8::measureDecoded(text, bytes.size());
-    platform::switchOffAvx2(false);
+    platform::limitSimd(platform::Simd::Avx2);
     ASSERT_EQ(vector.units, portable.units) << seed;
     ASSERT_EQ(vector.wellFormed, portable.wellFormed) << seed;
   }

@@ -1,6 +1,7 @@
 #include "platform/CodePageConverter.h"
 
 #include <iconv.h>
+#include <pthread.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -91,9 +92,32 @@ class ConverterCache {
   std::size_t _next = 0;
 };
 
+namespace {
+
+// Each thread's cache is reached through a plain thread-local pointer, which
+// stays usable in static destructors at process exit, and is freed at thread
+// exit through a key destructor. The main thread's cache lives until the
+// process ends.
+thread_local ConverterCache* cache = nullptr;
+pthread_key_t cacheKey;
+pthread_once_t cacheKeyOnce = PTHREAD_ONCE_INIT;
+
+void freeCache(void* threadCache) {
+  delete static_cast<ConverterCache*>(threadCache);
+  cache = nullptr;  // A conversion later in the thread's exit opens anew.
+}
+
+void createCacheKey() { pthread_key_create(&cacheKey, freeCache); }
+
+}  // namespace
+
 CodePageConverter* CodePageConverter::forCodePage(int codePage) {
-  thread_local ConverterCache cache;
-  return cache.find(codePage);
+  if (!cache) {
+    pthread_once(&cacheKeyOnce, createCacheKey);
+    cache = new ConverterCache;
+    pthread_setspecific(cacheKey, cache);
+  }
+  return cache->find(codePage);
 }
 
 void CodePageConverter::open(int codePage) {

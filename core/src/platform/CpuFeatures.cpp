@@ -3,24 +3,26 @@
 namespace orvo::platform {
 namespace {
 
-bool processorHasAvx2() {
+int processorSimd() {
 #if defined(__x86_64__) || defined(__i386__)
   // The runtime may not have run its own detection yet.
   __builtin_cpu_init();
-  return __builtin_cpu_supports("avx2") != 0;
-#else
-  return false;
+  if (__builtin_cpu_supports("avx2")) return 1;
 #endif
+  return 0;
 }
 
-const bool processorAvx2 = processorHasAvx2();
+const int available = processorSimd();
 
 }  // namespace
 
 namespace detail {
-std::atomic<bool> avx2InUse{processorAvx2};
+std::atomic<int> simdInUse{available};
 }
 
-void switchOffAvx2(bool off) { detail::avx2InUse.store(processorAvx2 && !off, std::memory_order_relaxed); }
+void limitSimd(Simd highest) {
+  const int limit = static_cast<int>(highest);
+  detail::simdInUse.store(available < limit ? available : limit, std::memory_order_relaxed);
+}
 
 }  // namespace orvo::platform
