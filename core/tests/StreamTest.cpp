@@ -155,7 +155,7 @@ TEST(VarintTest, EveryValueRoundTripsAtTheLengthItNeeds) {
   std::vector<std::int32_t> values = {INT32_MIN, INT32_MIN + 1, -8193, -8192, -65, 8191, 8192, INT32_MAX - 1};
   for (int shift = 0; shift < 32; ++shift) {
     values.push_back(static_cast<std::int32_t>(1u << shift));
-    values.push_back(-static_cast<std::int32_t>(1u << shift) + 1);
+    values.push_back(static_cast<std::int32_t>(1u - (1u << shift)));
   }
   for (int i = 0; i < 10000; ++i) values.push_back(static_cast<std::int32_t>(random()));
 
