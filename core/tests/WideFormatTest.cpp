@@ -1,9 +1,11 @@
-// The wide formatting helper: the library's format conventions on glibc.
+// The wide formatting helper and the message formatter on top of it: the
+// library's format conventions on glibc.
 #include <gtest/gtest.h>
 
 #include <cstdarg>
 #include <string>
 
+#include "FormattedText.h"
 #include "platform/WideFormat.h"
 
 namespace orvo::platform {
@@ -12,9 +14,9 @@ namespace {
 std::wstring format(const wchar_t* text, ...) {
   va_list args;
   va_start(args, text);
-  std::wstring result = formatWideString(text, args);
+  const FormattedText formatted(text, args);
   va_end(args);
-  return result;
+  return formatted.get() ? std::wstring(formatted.get()) : std::wstring();
 }
 
 int measure(const wchar_t* text, ...) {

@@ -144,25 +144,4 @@ int measureWide(const wchar_t* format, va_list args) {
   return length;
 }
 
-std::wstring formatWideString(const wchar_t* format, va_list args) {
-  wchar_t small[1024];
-  va_list attempt;
-  va_copy(attempt, args);
-  const int length = formatWide(small, std::size(small), format, attempt);
-  va_end(attempt);
-  if (length >= 0) return std::wstring(small, static_cast<std::size_t>(length));
-
-  va_list measuring;
-  va_copy(measuring, args);
-  const int needed = measureWide(format, measuring);
-  va_end(measuring);
-  if (needed < 0) return std::wstring();
-
-  std::wstring result(static_cast<std::size_t>(needed), L'\0');
-  const int written = formatWide(result.data(), result.size() + 1, format, args);
-  if (written < 0) return std::wstring();
-  result.resize(static_cast<std::size_t>(written));
-  return result;
-}
-
 }  // namespace orvo::platform

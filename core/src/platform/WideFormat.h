@@ -39,7 +39,4 @@ int formatWide(wchar_t* buffer, std::size_t capacity, const wchar_t* format, va_
 // text cannot be formatted at all.
 int measureWide(const wchar_t* format, va_list args);
 
-// The formatted text, however long. Empty if it cannot be formatted.
-std::wstring formatWideString(const wchar_t* format, va_list args);
-
 }  // namespace orvo::platform

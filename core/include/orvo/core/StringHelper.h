@@ -42,22 +42,26 @@ TyOs& operator<<(TyOs& os, const StringUtf8& text) {
   return os << StringHelper::utf8ToWide(text.getBuffer());
 }
 
+namespace detail {
+template <class TyIs, class Text, class Convert>
+TyIs& readThroughWide(TyIs& is, Text& text, Convert convert) {
+  String wide;
+  is >> wide;
+  text = convert(wide.getBuffer());
+  return is;
+}
+}  // namespace detail
+
 template <class TyIs>
   requires std::derived_from<TyIs, InputStream>
 TyIs& operator>>(TyIs& is, StringAnsi& text) {
-  String wide;
-  is >> wide;
-  text = StringHelper::wideToAnsi(wide.getBuffer());
-  return is;
+  return detail::readThroughWide(is, text, &StringHelper::wideToAnsi);
 }
 
 template <class TyIs>
   requires std::derived_from<TyIs, InputStream>
 TyIs& operator>>(TyIs& is, StringUtf8& text) {
-  String wide;
-  is >> wide;
-  text = StringHelper::wideToUtf8(wide.getBuffer());
-  return is;
+  return detail::readThroughWide(is, text, &StringHelper::wideToUtf8);
 }
 
 }  // namespace orvo

@@ -10,10 +10,52 @@
 
 #include <concepts>
 #include <cstdint>
+#include <type_traits>
 
 #include <orvo/core/Stream.h>
 
 namespace orvo {
+
+namespace detail {
+
+// The group form shared by Varint and int64_t: a zig-zag mapped value in
+// groups of 7 bits, least significant first, the top bit set on all but the
+// last byte.
+template <class Signed>
+constexpr int encodeZigZag(Signed value, std::uint8_t* bytes) {
+  using Unsigned = std::make_unsigned_t<Signed>;
+  constexpr int kBits = sizeof(Signed) * 8;
+  Unsigned z = static_cast<Unsigned>(static_cast<Unsigned>(value) << 1) ^
+               static_cast<Unsigned>(value >> (kBits - 1));
+  int count = 0;
+  while (z > 0x7F) {
+    bytes[count++] = static_cast<std::uint8_t>((z & 0x7F) | 0x80);
+    z >>= 7;
+  }
+  bytes[count++] = static_cast<std::uint8_t>(z);
+  return count;
+}
+
+template <class Unsigned>
+constexpr std::make_signed_t<Unsigned> decodeZigZag(Unsigned z) {
+  return static_cast<std::make_signed_t<Unsigned>>((z >> 1) ^ (Unsigned{0} - (z & 1u)));
+}
+
+// Reads the groups one byte at a time; false if `maxBytes` bytes pass
+// without an end. A missing byte raises "uint8_t".
+template <class Unsigned>
+bool readZigZagBytewise(InputStream& in, int maxBytes, Unsigned& z) {
+  z = 0;
+  for (int count = 0;;) {
+    std::uint8_t byte;
+    in >> byte;
+    z |= static_cast<Unsigned>(byte & 0x7F) << (7 * count);
+    if ((byte & 0x80) == 0) return true;
+    if (++count == maxBytes) return false;
+  }
+}
+
+}  // namespace detail
 
 class Varint {
  public:
@@ -24,20 +66,8 @@ class Varint {
   static constexpr int kMaxBytes = 5;
 
   // Writes the form of `value` into `bytes`; the count of bytes.
-  static constexpr int encode(std::int32_t value, std::uint8_t* bytes) {
-    std::uint32_t z = (static_cast<std::uint32_t>(value) << 1) ^ static_cast<std::uint32_t>(value >> 31);
-    int count = 0;
-    while (z > 0x7F) {
-      bytes[count++] = static_cast<std::uint8_t>((z & 0x7F) | 0x80);
-      z >>= 7;
-    }
-    bytes[count++] = static_cast<std::uint8_t>(z);
-    return count;
-  }
-
-  static constexpr std::int32_t unzigzag(std::uint32_t z) {
-    return static_cast<std::int32_t>((z >> 1) ^ (0u - (z & 1u)));
-  }
+  static constexpr int encode(std::int32_t value, std::uint8_t* bytes) { return detail::encodeZigZag(value, bytes); }
+  static constexpr std::int32_t unzigzag(std::uint32_t z) { return detail::decodeZigZag(z); }
 
   std::int32_t value = 0;
 };
@@ -51,22 +81,6 @@ Tyos& operator<<(Tyos& os, const Varint& v) {
     ORVO_THROW("Tyos& operator <<(Tyos &os,Varint const &v)");
   }
   return os;
-}
-
-// Reads the bytes one at a time, as the form is defined.
-template <class Tyis>
-  requires std::derived_from<Tyis, InputStream>
-Tyis& readVarintBytewise(Tyis& is, Varint& v) {
-  std::uint32_t z = 0;
-  for (int count = 0;;) {
-    std::uint8_t byte;
-    static_cast<InputStream&>(is) >> byte;
-    z |= static_cast<std::uint32_t>(byte & 0x7F) << (7 * count);
-    if ((byte & 0x80) == 0) break;
-    if (++count == Varint::kMaxBytes) ORVO_THROW("Tyis& operator >>(Tyis &is,Varint &v)");
-  }
-  v.value = Varint::unzigzag(z);
-  return is;
 }
 
 // Looks at up to five bytes first and consumes exactly the value's bytes, so
@@ -91,7 +105,10 @@ Tyis& operator>>(Tyis& is, Varint& v) {
     in.read(bytes, Varint::kMaxBytes);
     ORVO_THROW("Tyis& operator >>(Tyis &is,Varint &v)");
   }
-  return readVarintBytewise(is, v);
+  std::uint32_t bytewise;
+  if (!detail::readZigZagBytewise(in, Varint::kMaxBytes, bytewise)) ORVO_THROW("Tyis& operator >>(Tyis &is,Varint &v)");
+  v.value = Varint::unzigzag(bytewise);
+  return is;
 }
 
 }  // namespace orvo
