@@ -1,6 +1,8 @@
 // String against its peers, side by side in one run: copies against
-// std::wstring, UTF-8 conversion and code-page conversion against glibc's
-// iconv, compare and find against std::wstring.
+// std::wstring (in a single-threaded process, and again once a second thread
+// runs: those come last, so do not shuffle the order), UTF-8 conversion and
+// code-page conversion against glibc's iconv, compare and find against
+// std::wstring.
 #include <orvo/core/CodePage.h>
 #include <orvo/core/String.h>
 #include <orvo/core/StringHelper.h>
@@ -8,8 +10,12 @@
 #include <benchmark/benchmark.h>
 #include <iconv.h>
 
+#include <condition_variable>
+#include <cwchar>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -286,6 +292,48 @@ void BM_FindCharacterStdWstring(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(haystack.find(L'!'));
 }
 BENCHMARK(BM_FindCharacterStdWstring);
+
+// --- Copying once a second thread runs --------------------------------------
+// Until a program starts a second thread, string counts (and the allocator's
+// locks) need no atomic instructions; after that they do, for the rest of the
+// process. These run last, as they start a thread that stays until exit.
+
+class ParkedThread {
+ public:
+  ParkedThread()
+      : _thread([this] {
+          std::unique_lock<std::mutex> lock(_mutex);
+          _wake.wait(lock, [this] { return _done; });
+        }) {}
+  ~ParkedThread() {
+    {
+      std::lock_guard<std::mutex> lock(_mutex);
+      _done = true;
+    }
+    _wake.notify_one();
+    _thread.join();
+  }
+
+ private:
+  std::mutex _mutex;
+  std::condition_variable _wake;
+  bool _done = false;
+  std::thread _thread;
+};
+
+void startSecondThread() { static ParkedThread parked; }
+
+void BM_CopyStringThreaded(benchmark::State& state) {
+  startSecondThread();
+  BM_CopyString(state);
+}
+BENCHMARK(BM_CopyStringThreaded)->Arg(16)->Arg(256)->Arg(4096);
+
+void BM_CopyStdWstringThreaded(benchmark::State& state) {
+  startSecondThread();
+  BM_CopyStdWstring(state);
+}
+BENCHMARK(BM_CopyStdWstringThreaded)->Arg(16)->Arg(256)->Arg(4096);
 
 }  // namespace
 

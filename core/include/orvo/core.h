@@ -17,6 +17,7 @@
 #include <orvo/core/Point.h>
 #include <orvo/core/Quaternion.h>
 #include <orvo/core/Rect.h>
+#include <orvo/core/ReferenceCount.h>
 #include <orvo/core/Semaphore.h>
 #include <orvo/core/SharedPtr.h>
 #include <orvo/core/SpinLock.h>

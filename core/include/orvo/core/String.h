@@ -31,6 +31,7 @@
 #include <utility>
 
 #include <orvo/core/Export.h>
+#include <orvo/core/ReferenceCount.h>
 #include <orvo/core/SpinLock.h>
 #include <orvo/core/Stream.h>
 
@@ -173,14 +174,11 @@ class ORVO_API TString {
   StringData* getData() const noexcept {
     return reinterpret_cast<StringData*>(reinterpret_cast<char*>(_buffer) - sizeof(StringData));
   }
-  static void addReference(StringData* data) noexcept {
-    data->refCount.fetch_add(1, std::memory_order_relaxed);
-  }
+  static void addReference(StringData* data) noexcept { detail::countUp(data->refCount); }
   static void release(StringData* data) noexcept {
     // The only holder may free without an atomic write: nobody else can
     // reach the block to take a new reference.
-    if (data->refCount.load(std::memory_order_acquire) == 1 ||
-        data->refCount.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    if (data->refCount.load(std::memory_order_acquire) == 1 || detail::countDown(data->refCount) == 0) {
       data->destroy(data);
     }
   }
