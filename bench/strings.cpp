@@ -209,35 +209,35 @@ BENCHMARK(BM_CodePageToWideFreshIconv);
 
 // --- Compare and find -----------------------------------------------------
 
-// Pairs of texts of 256 characters that differ only in the last one. The
-// scans' speed depends on where the texts lie relative to cache lines, so
-// each benchmark cycles through sixteen pairs placed at different offsets
+// Pairs of texts of 16 or 256 characters that differ only in the last one.
+// The scans' speed depends on where the texts lie relative to cache lines,
+// so each benchmark cycles through sixteen pairs placed at different offsets
 // (small allocations in between shift them), rather than measuring the luck
 // of one placement.
 constexpr int kPairs = 16;
 
-std::wstring compareSample(wchar_t last) {
-  std::wstring text = sampleText(255);
+std::wstring compareSample(std::size_t length, wchar_t last) {
+  std::wstring text = sampleText(length - 1);
   text.push_back(last);
   return text;
 }
 
 template <class Text>
-std::vector<std::pair<Text, Text>> comparePairs() {
+std::vector<std::pair<Text, Text>> comparePairs(std::size_t length) {
   std::vector<std::pair<Text, Text>> pairs;
   std::vector<std::unique_ptr<char[]>> spacers;
   for (int i = 0; i < kPairs; ++i) {
     spacers.emplace_back(new char[static_cast<std::size_t>(16 * (i % 4) + 8)]);
-    Text a(compareSample(L'x').c_str());
+    Text a(compareSample(length, L'x').c_str());
     spacers.emplace_back(new char[static_cast<std::size_t>(16 * (i / 4) + 8)]);
-    pairs.emplace_back(std::move(a), Text(compareSample(L'y').c_str()));
+    pairs.emplace_back(std::move(a), Text(compareSample(length, L'y').c_str()));
   }
   return pairs;
 }
 
 template <class Text, class Compare>
 void compareRounds(benchmark::State& state, Compare compare) {
-  const auto pairs = comparePairs<Text>();
+  const auto pairs = comparePairs<Text>(static_cast<std::size_t>(state.range(0)));
   std::size_t next = 0;
   for (auto _ : state) {
     const auto& pair = pairs[next++ % kPairs];
@@ -248,23 +248,32 @@ void compareRounds(benchmark::State& state, Compare compare) {
 void BM_CompareString(benchmark::State& state) {
   compareRounds<String>(state, [](const String& a, const String& b) { return a.compare(b); });
 }
-BENCHMARK(BM_CompareString);
+BENCHMARK(BM_CompareString)->Arg(16)->Arg(256);
 
 void BM_CompareStdWstring(benchmark::State& state) {
   compareRounds<std::wstring>(state, [](const std::wstring& a, const std::wstring& b) { return a.compare(b); });
 }
-BENCHMARK(BM_CompareStdWstring);
+BENCHMARK(BM_CompareStdWstring)->Arg(16)->Arg(256);
+
+// glibc's own scan over the same blocks as BM_CompareString: what the
+// scanning loop alone costs, apart from the string's call.
+void BM_WmemcmpOnStringBlocks(benchmark::State& state) {
+  compareRounds<String>(state, [](const String& a, const String& b) {
+    return std::wmemcmp(a.getBuffer(), b.getBuffer(), static_cast<std::size_t>(a.getLength()));
+  });
+}
+BENCHMARK(BM_WmemcmpOnStringBlocks)->Arg(16)->Arg(256);
 
 void BM_CompareStringWithPointer(benchmark::State& state) {
   compareRounds<String>(state, [](const String& a, const String& b) { return a.compare(b.getBuffer()); });
 }
-BENCHMARK(BM_CompareStringWithPointer);
+BENCHMARK(BM_CompareStringWithPointer)->Arg(16)->Arg(256);
 
 void BM_CompareStdWstringWithPointer(benchmark::State& state) {
   compareRounds<std::wstring>(state,
                               [](const std::wstring& a, const std::wstring& b) { return a.compare(b.c_str()); });
 }
-BENCHMARK(BM_CompareStdWstringWithPointer);
+BENCHMARK(BM_CompareStdWstringWithPointer)->Arg(16)->Arg(256);
 
 // A needle near the end of 1024 characters, whose first letter occurs often.
 std::wstring findHaystack() { return sampleText(1000) + L"needle in the text!"; }

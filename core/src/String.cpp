@@ -61,7 +61,6 @@ int foldCase(int code) { return code >= 'A' && code <= 'Z' ? code + 32 : code; }
 std::uint32_t foldUnit(std::uint32_t unit) { return unit - 'A' < 26 ? unit + 32 : unit; }
 int keepCase(int code) { return code; }
 
-int sign(long long difference) { return difference < 0 ? -1 : (difference > 0 ? 1 : 0); }
 
 // The first occurrence of `needle` in `text` at or after unit `from`, or -1.
 template <class T>
@@ -122,16 +121,26 @@ int compareCharacters(const T* a, const T* b, int (*fold)(int)) {
   }
 }
 
-// Compares wide text over `count` units, of which the last is a terminator
-// in at least one of the texts. Where `own` has no terminator before that, a
-// mismatch scan decides (a terminator of `other` is a mismatch); otherwise
-// the scan stops at the first terminator of `own`.
-[[gnu::always_inline]] inline int compareWide(const wchar_t* own, bool ownHasInnerTerminator, const wchar_t* other,
-                                              std::size_t count) {
-  const std::size_t i = ownHasInnerTerminator ? firstDifferenceOrEnd(own, other, count)
-                                              : firstMismatch(own, other, count);
-  if (i == count) return 0;
-  return sign(static_cast<long long>(unitValue(own[i])) - unitValue(other[i]));
+// Whether a terminator may stand inside the block's text: its length, once
+// known, tells (the length runs to the first terminator). Unknown, the
+// answer is yes rather than a measurement, so a comparison never has to
+// measure first.
+template <class Data>
+bool mayHoldInnerTerminator(const Data* data) {
+  return data->length.load(std::memory_order_relaxed) !=
+         static_cast<int>(static_cast<unsigned>(data->size) / sizeof(wchar_t)) - 1;
+}
+
+// Compares wide text whose shorter side has `shorter` units before the
+// terminator that ends its block, so that both are readable for one unit
+// more. Where `own` has no terminator before its end, the first differing
+// unit decides, a terminator inside `other` included, and equal texts end in
+// equal terminators; where it may have one, the comparison also ends at the
+// first terminator of `own`.
+[[gnu::always_inline]] inline int compareWide(const wchar_t* own, bool ownMayHoldInnerTerminator, const wchar_t* other,
+                                              std::size_t shorter) {
+  return ownMayHoldInnerTerminator ? compareUnitsToTerminator(own, other, shorter + 1)
+                                    : compareUnits(own, other, shorter + 1);
 }
 
 template <class T>
@@ -313,7 +322,7 @@ int TString<T>::compare(const T* text) const {
   if constexpr (kWide<T>) {
     const std::size_t own = static_cast<std::size_t>(unitCount());
     const std::size_t other = std::wcslen(text);
-    return compareWide(_buffer, getLength() != unitCount(), text, (own < other ? own : other) + 1);
+    return compareWide(_buffer, mayHoldInnerTerminator(getData()), text, own < other ? own : other);
   } else {
     return compareCharacters(_buffer, text, keepCase);
   }
@@ -324,8 +333,8 @@ int TString<T>::compare(const TString& other) const {
   if constexpr (kWide<T>) {
     if (other._buffer == _buffer) return 0;
     const int own = unitCount(), theirs = other.unitCount();
-    return compareWide(_buffer, getLength() != own, other._buffer,
-                       static_cast<std::size_t>(own < theirs ? own : theirs) + 1);
+    return compareWide(_buffer, mayHoldInnerTerminator(getData()), other._buffer,
+                       static_cast<std::size_t>(own < theirs ? own : theirs));
   } else {
     return compare(other._buffer);
   }

@@ -1,7 +1,7 @@
 // WideCompare.h: the scanning loops under String's comparison.
 //
-// Each scan has a portable loop and an AVX2 one, chosen here, inline, so
-// that a comparison costs one call.
+// Each comparison has a portable loop and an AVX2 one, chosen here, inline,
+// so that a comparison costs one call, and a call the caller can end on.
 #pragma once
 
 #include <cstddef>
@@ -11,26 +11,24 @@
 namespace orvo {
 
 namespace detail {
-std::size_t firstMismatchPortable(const wchar_t* a, const wchar_t* b, std::size_t count);
-std::size_t firstMismatchAvx2(const wchar_t* a, const wchar_t* b, std::size_t count);
-std::size_t firstDifferenceOrEndPortable(const wchar_t* a, const wchar_t* b, std::size_t count);
-std::size_t firstDifferenceOrEndAvx2(const wchar_t* a, const wchar_t* b, std::size_t count);
+int compareUnitsPortable(const wchar_t* a, const wchar_t* b, std::size_t count);
+int compareUnitsAvx2(const wchar_t* a, const wchar_t* b, std::size_t count);
+int compareUnitsToTerminatorPortable(const wchar_t* a, const wchar_t* b, std::size_t count);
+int compareUnitsToTerminatorAvx2(const wchar_t* a, const wchar_t* b, std::size_t count);
 }  // namespace detail
 
-// The first index below `count` at which `a` and `b` differ, or `count` if
-// they are equal there. Both ranges must be readable for `count` units.
-inline std::size_t firstMismatch(const wchar_t* a, const wchar_t* b, std::size_t count) {
-  return platform::hasAvx2() ? detail::firstMismatchAvx2(a, b, count)
-                             : detail::firstMismatchPortable(a, b, count);
+// -1, 0 or 1 by the first of the `count` units where `a` and `b` differ,
+// taken as unsigned numbers; 0 if they are equal. Both ranges must be
+// readable for `count` units.
+inline int compareUnits(const wchar_t* a, const wchar_t* b, std::size_t count) {
+  return platform::hasAvx2() ? detail::compareUnitsAvx2(a, b, count) : detail::compareUnitsPortable(a, b, count);
 }
 
-// The first index below `count` at which `a` and `b` differ or `a` holds a
-// terminator. Both ranges must be readable for `count` units, and one of them
-// must have a terminator at or before `count - 1`; if no such index is found
-// the answer is `count - 1`.
-inline std::size_t firstDifferenceOrEnd(const wchar_t* a, const wchar_t* b, std::size_t count) {
-  return platform::hasAvx2() ? detail::firstDifferenceOrEndAvx2(a, b, count)
-                             : detail::firstDifferenceOrEndPortable(a, b, count);
+// The same, but a terminator in `a` ends the comparison: equal units up to
+// and including it give 0.
+inline int compareUnitsToTerminator(const wchar_t* a, const wchar_t* b, std::size_t count) {
+  return platform::hasAvx2() ? detail::compareUnitsToTerminatorAvx2(a, b, count)
+                             : detail::compareUnitsToTerminatorPortable(a, b, count);
 }
 
 }  // namespace orvo

@@ -211,7 +211,10 @@ class ORVO_API TString {
     attach(&_empty.data);
   }
   // Units before the terminator that ends the block.
-  int unitCount() const noexcept { return getData()->size / static_cast<int>(sizeof(T)) - 1; }
+  // (The size is never negative; dividing it unsigned is a plain shift.)
+  int unitCount() const noexcept {
+    return static_cast<int>(static_cast<unsigned>(getData()->size) / sizeof(T)) - 1;
+  }
   bool isShared() const noexcept {
     return getData()->refCount.load(std::memory_order_acquire) != 1;
   }
