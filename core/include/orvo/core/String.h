@@ -6,10 +6,11 @@
 //
 // A string is one pointer wide. It points at the first character of a block
 // whose header (StringData) lies directly in front of the text, so reading the
-// text is a plain load. Copies share the block through an atomic count, and a
-// block that more than one string points at is never written: the few
-// operations that change text in place copy a shared block first. Blocks are
-// exactly as long as their text; every empty string shares one static block.
+// text is a plain load. Copies share the block through a count (atomic once
+// the process runs a second thread, see ReferenceCount.h), and a block that
+// more than one string points at is never written: the few operations that
+// change text in place copy a shared block first. Blocks are exactly as long
+// as their text; every empty string shares one static block.
 //
 // Units of measure differ by operation, as in the rest of the library:
 // getLength, operator[] and getSubString count characters; erase and insert
@@ -53,7 +54,8 @@ class ORVO_API TString {
     int size;
     // Characters, or -1 while not yet computed.
     std::atomic<int> length;
-    // Strings that point at this block.
+    // Strings that point at this block; changed only through countUp and
+    // countDown.
     std::atomic<int> refCount;
     // Guards the lazy computation of `length` on a shared block.
     SpinLock lock;
