@@ -98,6 +98,24 @@ long long forEachOccurrence(const T* text, std::size_t length, const T* needle, 
   return count;
 }
 
+// Whether `text` begins with the characters of `needle`: each of them with
+// the same bytes as the character at its place in `text`, so that a cut-off
+// sequence never matches the first bytes of a longer character.
+template <class T>
+bool holdsCharacters(const T* text, const T* needle) {
+  while (*needle != 0) {
+    const T* const nextNeedle = nextCharacter(needle);
+    const T* const nextText = nextCharacter(text);
+    const std::ptrdiff_t units = nextNeedle - needle;
+    if (nextText - text != units || std::memcmp(text, needle, static_cast<std::size_t>(units) * sizeof(T)) != 0) {
+      return false;
+    }
+    needle = nextNeedle;
+    text = nextText;
+  }
+  return true;
+}
+
 // Compares two 8-bit texts character by character through `fold`.
 template <class T>
 int compareCharacters(const T* a, const T* b, int (*fold)(int)) {
@@ -484,16 +502,11 @@ int TString<T>::find(const T* text, int start) const {
   } else {
     const T* p = _buffer;
     for (int i = 0; i < start; ++i) p = nextCharacter(p);
-    const std::size_t needleUnits = unitLength(text);
-    if (needleUnits == 0) return static_cast<int>(p - _buffer);
+    if (*text == 0) return static_cast<int>(p - _buffer);
     // Give up once fewer characters are left than the text has.
     const int needleCharacters = stringLength(text);
-    const std::size_t units = static_cast<std::size_t>(unitCount());
     for (int i = start; length - i >= needleCharacters && *p != 0; ++i) {
-      const std::size_t offset = static_cast<std::size_t>(p - _buffer);
-      if (units - offset >= needleUnits && std::memcmp(p, text, needleUnits * sizeof(T)) == 0) {
-        return static_cast<int>(offset);
-      }
+      if (*p == *text && holdsCharacters(p, text)) return static_cast<int>(p - _buffer);
       p = nextCharacter(p);
     }
     return -1;

@@ -457,6 +457,29 @@ TEST(StringFind, CharactersAndTextsInWideText) {
   EXPECT_EQ(s.find(L"", 3), 3);
 }
 
+TEST(StringFind, Utf8TextMatchesWholeCharactersOnly) {
+  // A needle that ends in a cut-off sequence (a stray lead byte, or a lead
+  // and one continuation byte) is a character of its own, not the first
+  // bytes of a longer one.
+  const StringUtf8 accented(u8("\xC3\xA9"));
+  EXPECT_EQ(accented.find(u8("\xC3")), -1);
+  const StringUtf8 han(u8("x\xE4\xB8\xAD"));
+  EXPECT_EQ(han.find(u8("x\xE4\xB8")), -1);
+  EXPECT_EQ(han.find(u8("\xE4\xB8")), -1);
+  EXPECT_EQ(han.find(u8("\xE4\xB8\xAD")), 1);
+  // The stray byte is found where it stands alone.
+  EXPECT_EQ(StringUtf8(u8("a\xC3" "b\xC3\xA9")).find(u8("\xC3")), 1);
+  EXPECT_EQ(StringUtf8(u8("\xC3\xA9\xC3" "b")).find(u8("\xC3" "b")), 2);
+}
+
+TEST(StringFind, CodePageTextMatchesWholeCharactersOnly) {
+  // A byte with the high bit set opens a two-byte character: D6 D0 is one,
+  // and the D0 inside it is no place for a match.
+  const StringAnsi text("\xD6\xD0\xCE\xC4");
+  EXPECT_EQ(text.find("\xD0\xCE"), -1);
+  EXPECT_EQ(text.find("\xCE\xC4"), 2);
+}
+
 TEST(StringFind, NothingIsFoundInAnEmptyString) {
   EXPECT_EQ(String().find(L""), -1);
   EXPECT_EQ(String().find(0), -1);
