@@ -1,17 +1,20 @@
 // ReferenceCount.h: counting the holders of a shared block.
 //
 // Strings share their blocks by a count that every copy raises and every
-// destruction lowers. Those changes must be atomic once a second thread may
-// hold a copy; before the process has started one, nobody else can see the
-// count, and a plain read and write is enough. That is the choice the C++
-// runtime makes for std::shared_ptr, and it turns the two locked instructions
-// of a copy into ordinary ones in single-threaded programs. Starting a thread
-// orders everything before it, so the first copy made after the switch to
-// atomic counting sees every plain write made before it.
+// destruction lowers. Once a second thread may hold a copy, those changes
+// take locked, atomic read-modify-write instructions. Before the process has
+// started a second thread, nobody on another processor can see the count,
+// and on x86-64 one unlocked read-modify-write instruction does: it cannot be
+// split by anything on its own thread, a signal handler included (a plain
+// read followed by a plain write could be). That turns the two locked
+// instructions of a copy into ordinary ones in single-threaded programs, as
+// the C++ runtime does for std::shared_ptr. Starting a thread orders
+// everything before it, so the first change made after the switch to locked
+// counting sees every change made before it.
 //
 //   std::atomic<int> holders{1};
-//   countUp(holders);
-//   if (countDown(holders) == 0) free the block;
+//   detail::countUp(holders);
+//   if (detail::countDown(holders)) free the block;
 #pragma once
 
 #include <atomic>
@@ -20,34 +23,41 @@
 #include <ext/atomicity.h>
 #endif
 
+#if defined(__x86_64__) && defined(__GLIBCXX__) && defined(_GLIBCXX_RELEASE) && _GLIBCXX_RELEASE >= 11 && \
+    (defined(__GNUC__) || defined(__clang__))
+#define ORVO_UNLOCKED_COUNTS 1
+#endif
+
 namespace orvo::detail {
 
-// Whether the process has never started a second thread. Where the runtime
-// cannot tell, the answer is false and counting stays atomic.
-inline bool processIsSingleThreaded() noexcept {
-#if defined(__GLIBCXX__) && defined(_GLIBCXX_RELEASE) && _GLIBCXX_RELEASE >= 11
-  return __gnu_cxx::__is_single_threaded();
-#else
-  return false;
-#endif
+#if defined(ORVO_UNLOCKED_COUNTS)
+// The count's storage, for the single instructions below.
+inline int* countWord(std::atomic<int>& count) noexcept {
+  static_assert(sizeof(std::atomic<int>) == sizeof(int) && std::atomic<int>::is_always_lock_free);
+  return reinterpret_cast<int*>(&count);
 }
+#endif
 
 inline void countUp(std::atomic<int>& count) noexcept {
-  if (processIsSingleThreaded()) {
-    count.store(count.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-  } else {
-    count.fetch_add(1, std::memory_order_relaxed);
+#if defined(ORVO_UNLOCKED_COUNTS)
+  if (__gnu_cxx::__is_single_threaded()) {
+    asm volatile("addl $1, %0" : "+m"(*countWord(count)) : : "memory");
+    return;
   }
+#endif
+  count.fetch_add(1, std::memory_order_relaxed);
 }
 
-// Lowers the count and answers what it is now; at 0 the caller frees.
-inline int countDown(std::atomic<int>& count) noexcept {
-  if (processIsSingleThreaded()) {
-    const int now = count.load(std::memory_order_relaxed) - 1;
-    count.store(now, std::memory_order_relaxed);
-    return now;
+// Lowers the count; true when it reached 0 and the caller must free.
+inline bool countDown(std::atomic<int>& count) noexcept {
+#if defined(ORVO_UNLOCKED_COUNTS)
+  if (__gnu_cxx::__is_single_threaded()) {
+    bool reachedZero;
+    asm volatile("subl $1, %0" : "+m"(*countWord(count)), "=@ccz"(reachedZero) : : "memory");
+    return reachedZero;
   }
-  return count.fetch_sub(1, std::memory_order_acq_rel) - 1;
+#endif
+  return count.fetch_sub(1, std::memory_order_acq_rel) == 1;
 }
 
 }  // namespace orvo::detail

@@ -180,7 +180,7 @@ class ORVO_API TString {
   static void release(StringData* data) noexcept {
     // The only holder may free without an atomic write: nobody else can
     // reach the block to take a new reference.
-    if (data->refCount.load(std::memory_order_acquire) == 1 || detail::countDown(data->refCount) == 0) {
+    if (data->refCount.load(std::memory_order_acquire) == 1 || detail::countDown(data->refCount)) {
       data->destroy(data);
     }
   }
