@@ -3,6 +3,7 @@
 #include <orvo/core/Character.h>
 #include <orvo/core/Log.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdarg>
 #include <cstdint>
@@ -60,7 +61,6 @@ bool isAsciiSpace(int code) { return code == ' ' || (code >= '\t' && code <= '\r
 int foldCase(int code) { return code >= 'A' && code <= 'Z' ? code + 32 : code; }
 std::uint32_t foldUnit(std::uint32_t unit) { return unit - 'A' < 26 ? unit + 32 : unit; }
 int keepCase(int code) { return code; }
-
 
 // The first occurrence of `needle` in `text` at or after unit `from`, or -1.
 template <class T>
@@ -139,26 +139,18 @@ int compareCharacters(const T* a, const T* b, int (*fold)(int)) {
   }
 }
 
-// Whether a terminator may stand inside the block's text: its length, once
-// known, tells (the length runs to the first terminator). Unknown, the
-// answer is yes rather than a measurement, so a comparison never has to
-// measure first.
-template <class Data>
-bool mayHoldInnerTerminator(const Data* data) {
-  return data->length.load(std::memory_order_relaxed) !=
-         static_cast<int>(static_cast<unsigned>(data->size) / sizeof(wchar_t)) - 1;
-}
-
 // Compares wide text whose shorter side has `shorter` units before the
 // terminator that ends its block, so that both are readable for one unit
-// more. Where `own` has no terminator before its end, the first differing
-// unit decides, a terminator inside `other` included, and equal texts end in
-// equal terminators; where it may have one, the comparison also ends at the
-// first terminator of `own`.
-[[gnu::always_inline]] inline int compareWide(const wchar_t* own, bool ownMayHoldInnerTerminator, const wchar_t* other,
+// more. `ownLength` is the cached length of `own`, -1 while unknown, and
+// `ownUnits` its units. Where the length shows no terminator before the
+// block's end, the first differing unit decides, a terminator inside `other`
+// included, and equal texts end in equal terminators. Otherwise, or while
+// the length is unknown (measuring first would cost a pass), the comparison
+// also ends at the first terminator of `own`.
+[[gnu::always_inline]] inline int compareWide(const wchar_t* own, int ownLength, int ownUnits, const wchar_t* other,
                                               std::size_t shorter) {
-  return ownMayHoldInnerTerminator ? compareUnitsToTerminator(own, other, shorter + 1)
-                                    : compareUnits(own, other, shorter + 1);
+  return ownLength != ownUnits ? compareUnitsToTerminator(own, other, shorter + 1)
+                               : compareUnits(own, other, shorter + 1);
 }
 
 template <class T>
@@ -338,9 +330,10 @@ int TString<T>::compare(const T* text) const {
   if (!text) text = _empty.terminator;
   if (text == _buffer) return 0;
   if constexpr (kWide<T>) {
-    const std::size_t own = static_cast<std::size_t>(unitCount());
+    const int own = unitCount();
     const std::size_t other = std::wcslen(text);
-    return compareWide(_buffer, mayHoldInnerTerminator(getData()), text, own < other ? own : other);
+    return compareWide(_buffer, getData()->length.load(std::memory_order_relaxed), own, text,
+                       std::min(static_cast<std::size_t>(own), other));
   } else {
     return compareCharacters(_buffer, text, keepCase);
   }
@@ -351,8 +344,8 @@ int TString<T>::compare(const TString& other) const {
   if constexpr (kWide<T>) {
     if (other._buffer == _buffer) return 0;
     const int own = unitCount(), theirs = other.unitCount();
-    return compareWide(_buffer, mayHoldInnerTerminator(getData()), other._buffer,
-                       static_cast<std::size_t>(own < theirs ? own : theirs));
+    return compareWide(_buffer, getData()->length.load(std::memory_order_relaxed), own, other._buffer,
+                       static_cast<std::size_t>(std::min(own, theirs)));
   } else {
     return compare(other._buffer);
   }
