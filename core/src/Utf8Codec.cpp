@@ -340,12 +340,7 @@ class Avx2Validator {
     const __m256i mustContinue = _mm256_and_si256(_mm256_or_si256(isThird, isFourth),
                                                   _mm256_set1_epi8(static_cast<char>(0x80)));
     _error = _mm256_or_si256(_error, _mm256_xor_si256(mustContinue, specialCases));
-    // A lead in the last three bytes that needs more bytes than are left.
-    const __m256i maxValue = _mm256_setr_epi8(
-        -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
-        -1, -1, -1, -1, -1, -1, static_cast<char>(0xF0 - 1), static_cast<char>(0xE0 - 1),
-        static_cast<char>(0xC0 - 1));
-    _previousIncomplete = _mm256_subs_epu8(input, maxValue);
+    _previousIncomplete = incompleteAtEnd(input);
     _previous = input;
     const __m256i continuations = _mm256_cmpgt_epi8(_mm256_set1_epi8(-64), input);  // 0x80..0xBF
     return static_cast<std::size_t>(
@@ -360,12 +355,63 @@ class Avx2Validator {
     _previous = input;
   }
 
+  // Checks 128 bytes in which, as in the 32 bytes taken before them, no
+  // byte is above 0xDF: ASCII and two-byte sequences only, the common case of
+  // Western text. There a byte must be a continuation exactly where the byte
+  // before it is a lead, and no lead may be C0 or C1: a few comparisons,
+  // without the table lookups of take. Answers how many of the bytes are
+  // continuations.
+  ORVO_AVX2 std::size_t takeShort(__m256i a, __m256i b, __m256i c, __m256i d) {
+    __m256i counts = _mm256_setzero_si256();
+    takeShortBlock(a, counts);
+    takeShortBlock(b, counts);
+    takeShortBlock(c, counts);
+    takeShortBlock(d, counts);
+    _previousIncomplete = incompleteAtEnd(d);
+    const __m256i sums = _mm256_sad_epu8(counts, _mm256_setzero_si256());
+    const __m128i half = _mm_add_epi64(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
+    return static_cast<std::size_t>(_mm_cvtsi128_si64(half) + _mm_extract_epi64(half, 1));
+  }
+
+  // Whether takeShort may check a group whose largest bytes, position by
+  // position, are `highest`.
+  ORVO_AVX2 bool allowsShort(__m256i highest) const {
+    const __m256i aboveShort =
+        _mm256_subs_epu8(_mm256_max_epu8(highest, _previous), _mm256_set1_epi8(static_cast<char>(0xDF)));
+    return _mm256_testz_si256(aboveShort, aboveShort) != 0;
+  }
+
   ORVO_AVX2 bool finish() {
     _error = _mm256_or_si256(_error, _previousIncomplete);
     return _mm256_testz_si256(_error, _error) != 0;
   }
 
  private:
+  // Non-zero where a lead in the last three bytes needs more bytes than are
+  // left.
+  ORVO_AVX2_INLINE static __m256i incompleteAtEnd(__m256i input) {
+    const __m256i maxValue = _mm256_setr_epi8(
+        -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1,
+        -1, -1, -1, -1, -1, -1, static_cast<char>(0xF0 - 1), static_cast<char>(0xE0 - 1),
+        static_cast<char>(0xC0 - 1));
+    return _mm256_subs_epu8(input, maxValue);
+  }
+
+  // One block of takeShort; `counts` gains one in each byte position that
+  // holds a continuation.
+  ORVO_AVX2_INLINE void takeShortBlock(__m256i input, __m256i& counts) {
+    const __m256i previous1 = shiftedIn<1>(input, _previous);
+    // Signed, leads C0..DF are -64..-33 and continuations -128..-65.
+    const __m256i leadBefore = _mm256_and_si256(_mm256_cmpgt_epi8(previous1, _mm256_set1_epi8(-65)),
+                                                _mm256_cmpgt_epi8(_mm256_setzero_si256(), previous1));
+    const __m256i continuation = _mm256_cmpgt_epi8(_mm256_set1_epi8(-64), input);
+    const __m256i overlong = _mm256_cmpeq_epi8(_mm256_and_si256(input, _mm256_set1_epi8(static_cast<char>(0xFE))),
+                                               _mm256_set1_epi8(static_cast<char>(0xC0)));
+    _error = _mm256_or_si256(_error, _mm256_or_si256(_mm256_xor_si256(continuation, leadBefore), overlong));
+    counts = _mm256_sub_epi8(counts, continuation);
+    _previous = input;
+  }
+
   __m256i _error;
   __m256i _previous;
   __m256i _previousIncomplete;
@@ -383,9 +429,16 @@ ORVO_AVX2 bool validateAvx2(const unsigned char* text, std::size_t length, std::
   for (; i + 128 <= length; i += 128, blocks += 4) {
     const __m256i a = _mm256_loadu_si256(blocks), b = _mm256_loadu_si256(blocks + 1);
     const __m256i c = _mm256_loadu_si256(blocks + 2), d = _mm256_loadu_si256(blocks + 3);
-    const __m256i any = _mm256_or_si256(_mm256_or_si256(a, b), _mm256_or_si256(c, d));
-    if (_mm256_testz_si256(any, _mm256_set1_epi8(static_cast<char>(0x80)))) {
+    // The largest byte in each position tells both whether the group is
+    // ASCII and whether any lead opens more than two bytes.
+    const __m256i highest = _mm256_max_epu8(_mm256_max_epu8(a, b), _mm256_max_epu8(c, d));
+    if (_mm256_testz_si256(highest, _mm256_set1_epi8(static_cast<char>(0x80)))) {
       validator.takeAscii(d);
+      continue;
+    }
+    // Western text goes this way for long runs, CJK text the other.
+    if (validator.allowsShort(highest)) {
+      count += validator.takeShort(a, b, c, d);
       continue;
     }
     count += validator.take(a) + validator.take(b) + validator.take(c) + validator.take(d);

@@ -169,5 +169,61 @@ TEST(Utf8CodecPaths, VectorAndPortableMeasuresAgree) {
   }
 }
 
+// Measures the same bytes with the vector path and without it.
+void expectPathsAgree(const std::string& bytes, const std::string& what) {
+  const auto* text = reinterpret_cast<const unsigned char*>(bytes.data());
+  platform::limitSimd(platform::Simd::Avx2);
+  const utf8::Measure vector = utf8::measureDecoded(text, bytes.size());
+  platform::limitSimd(platform::Simd::Portable);
+  const utf8::Measure portable = utf8::measureDecoded(text, bytes.size());
+  platform::limitSimd(platform::Simd::Avx2);
+  ASSERT_EQ(vector.units, portable.units) << what;
+  ASSERT_EQ(vector.wellFormed, portable.wellFormed) << what;
+}
+
+// Western text: ASCII and two-byte characters only, the text the vector
+// check takes 128 bytes at a time without its table lookups.
+std::string westernText(std::size_t length) {
+  const char* words[] = {"caf\xC3\xA9 ", "na\xC3\xAFve ", "the ", "\xC2\xA9 ", "\xDF\xBF", "fox ", "stra\xC3\x9F" "e "};
+  std::string text;
+  for (std::size_t i = 0; text.size() < length; ++i) text += words[(i * 5 + i / 3) % std::size(words)];
+  return text;
+}
+
+TEST(Utf8CodecPaths, WesternTextWithOneFaultAnywhere) {
+  const std::string base = westernText(520);
+  expectPathsAgree(base, "unchanged");
+  const char faults[] = {'\x80', '\xBF', '\xC0', '\xC1', '\xC3', '\xDF', '\xE2', '\xF0', 'q'};
+  for (std::size_t at = 0; at < base.size(); ++at) {
+    for (char fault : faults) {
+      std::string changed = base;
+      changed[at] = fault;
+      expectPathsAgree(changed, "byte " + std::to_string(at) + " set to " + std::to_string(fault & 0xFF));
+      std::string inserted = base;
+      inserted.insert(at, 1, fault);
+      expectPathsAgree(inserted, "byte " + std::to_string(fault & 0xFF) + " inserted at " + std::to_string(at));
+    }
+    // Longer characters inside Western text, whole and cut short.
+    for (const char* piece : {"\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xE2\x82", "\xED\xA0\x80"}) {
+      std::string inserted = base;
+      inserted.insert(at, piece);
+      expectPathsAgree(inserted, std::string("piece inserted at ") + std::to_string(at));
+    }
+    // A text that ends at every place, inside a character or not.
+    expectPathsAgree(base.substr(0, at), "cut at " + std::to_string(at));
+  }
+}
+
+TEST(Utf8CodecPaths, WesternTextEndingInALeadBeforeAsciiGroups) {
+  // A lead at or near the end of a 128-byte group, then enough ASCII for
+  // whole ASCII groups to follow: the open sequence must still count.
+  for (std::size_t at = 100; at < 400; ++at) {
+    for (const char* lead : {"\xC3", "\xE2\x82", "\xC3\xA9"}) {
+      std::string text = westernText(at).substr(0, at) + lead + std::string(300, 'a');
+      expectPathsAgree(text, std::string("lead after ") + std::to_string(at) + " bytes");
+    }
+  }
+}
+
 }  // namespace
 }  // namespace orvo
