@@ -184,7 +184,7 @@ void expectPathsAgree(const std::string& bytes, const std::string& what) {
 // Western text: ASCII and two-byte characters only, the text the vector
 // check takes 128 bytes at a time without its table lookups.
 std::string westernText(std::size_t length) {
-  const char* words[] = {"caf\xC3\xA9 ", "na\xC3\xAFve ", "the ", "\xC2\xA9 ", "\xDF\xBF", "fox ", "stra\xC3\x9F" "e "};
+  const char* words[] = {"caf\xC3\xA9 ", "na\xC3\xAFve ", "the ", "\xC2\xA9 ", "\xDF\xBF", "fox ", ("stra\xC3\x9F" "e ")};
   std::string text;
   for (std::size_t i = 0; text.size() < length; ++i) text += words[(i * 5 + i / 3) % std::size(words)];
   return text;
