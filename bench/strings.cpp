@@ -278,28 +278,22 @@ BENCHMARK(BM_CompareStdWstringWithPointer)->Arg(16)->Arg(256);
 // A needle near the end of 1024 characters, whose first letter occurs often.
 std::wstring findHaystack() { return sampleText(1000) + L"needle in the text!"; }
 
-void BM_FindTextString(benchmark::State& state) {
-  const String haystack(findHaystack().c_str());
-  for (auto _ : state) benchmark::DoNotOptimize(haystack.find(L"needle"));
+template <class Text, class Needle>
+void findRounds(benchmark::State& state, Needle needle) {
+  const Text haystack(Text(findHaystack().c_str()));
+  for (auto _ : state) benchmark::DoNotOptimize(haystack.find(needle));
 }
+
+void BM_FindTextString(benchmark::State& state) { findRounds<String>(state, L"needle"); }
 BENCHMARK(BM_FindTextString);
 
-void BM_FindTextStdWstring(benchmark::State& state) {
-  const std::wstring haystack = findHaystack();
-  for (auto _ : state) benchmark::DoNotOptimize(haystack.find(L"needle"));
-}
+void BM_FindTextStdWstring(benchmark::State& state) { findRounds<std::wstring>(state, L"needle"); }
 BENCHMARK(BM_FindTextStdWstring);
 
-void BM_FindCharacterString(benchmark::State& state) {
-  const String haystack(findHaystack().c_str());
-  for (auto _ : state) benchmark::DoNotOptimize(haystack.find(L'!'));
-}
+void BM_FindCharacterString(benchmark::State& state) { findRounds<String>(state, L'!'); }
 BENCHMARK(BM_FindCharacterString);
 
-void BM_FindCharacterStdWstring(benchmark::State& state) {
-  const std::wstring haystack = findHaystack();
-  for (auto _ : state) benchmark::DoNotOptimize(haystack.find(L'!'));
-}
+void BM_FindCharacterStdWstring(benchmark::State& state) { findRounds<std::wstring>(state, L'!'); }
 BENCHMARK(BM_FindCharacterStdWstring);
 
 // --- Copying once a second thread runs --------------------------------------

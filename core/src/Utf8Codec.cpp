@@ -342,9 +342,8 @@ class Avx2Validator {
     _error = _mm256_or_si256(_error, _mm256_xor_si256(mustContinue, specialCases));
     _previousIncomplete = incompleteAtEnd(input);
     _previous = input;
-    const __m256i continuations = _mm256_cmpgt_epi8(_mm256_set1_epi8(-64), input);  // 0x80..0xBF
     return static_cast<std::size_t>(
-        __builtin_popcount(static_cast<unsigned>(_mm256_movemask_epi8(continuations))));
+        __builtin_popcount(static_cast<unsigned>(_mm256_movemask_epi8(continuationLanes(input)))));
   }
 
   // The same for 32 bytes known to be ASCII: only a sequence left open
@@ -387,6 +386,11 @@ class Avx2Validator {
   }
 
  private:
+  // All ones in the lanes of continuation bytes, 0x80..0xBF.
+  ORVO_AVX2_INLINE static __m256i continuationLanes(__m256i input) {
+    return _mm256_cmpgt_epi8(_mm256_set1_epi8(-64), input);
+  }
+
   // Non-zero where a lead in the last three bytes needs more bytes than are
   // left.
   ORVO_AVX2_INLINE static __m256i incompleteAtEnd(__m256i input) {
@@ -404,7 +408,7 @@ class Avx2Validator {
     // Signed, leads C0..DF are -64..-33 and continuations -128..-65.
     const __m256i leadBefore = _mm256_and_si256(_mm256_cmpgt_epi8(previous1, _mm256_set1_epi8(-65)),
                                                 _mm256_cmpgt_epi8(_mm256_setzero_si256(), previous1));
-    const __m256i continuation = _mm256_cmpgt_epi8(_mm256_set1_epi8(-64), input);
+    const __m256i continuation = continuationLanes(input);
     const __m256i overlong = _mm256_cmpeq_epi8(_mm256_and_si256(input, _mm256_set1_epi8(static_cast<char>(0xFE))),
                                                _mm256_set1_epi8(static_cast<char>(0xC0)));
     _error = _mm256_or_si256(_error, _mm256_or_si256(_mm256_xor_si256(continuation, leadBefore), overlong));
