@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "Utf8Codec.h"
+#include "text/Utf8Codec.h"
 #include "platform/CpuFeatures.h"
 
 namespace {

@@ -13,7 +13,7 @@
 
 #include <cstddef>
 
-#include "TextScratch.h"
+#include "text/TextScratch.h"
 
 namespace orvo::platform {
 
