@@ -27,6 +27,11 @@ int main() {
     std::fprintf(stderr, "log text not delivered\n");
     return 1;
   }
+  // Stream values and digests come through the umbrella header too.
+  if (orvo::MD5String("", 0) != L"d41d8cd98f00b204e9800998ecf8427e") {
+    std::fprintf(stderr, "MD5 of the empty text is wrong\n");
+    return 1;
+  }
   orvo::Buffer buffer(16);
   return buffer.getBufferSize() == 16 ? 0 : 1;
 }

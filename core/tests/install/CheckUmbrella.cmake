@@ -1,0 +1,17 @@
+# Fails when a public header is not reachable through <orvo/core.h>: every
+# file in include/orvo/core/ must have its own #include line there.
+file(READ ${INCLUDE_DIR}/orvo/core.h umbrella)
+file(GLOB headers RELATIVE ${INCLUDE_DIR} ${INCLUDE_DIR}/orvo/core/*.h)
+set(missing)
+foreach(header IN LISTS headers)
+  string(FIND "${umbrella}" "#include <${header}>" at)
+  if(at EQUAL -1)
+    list(APPEND missing ${header})
+  endif()
+endforeach()
+if(missing)
+  list(JOIN missing "\n  " text)
+  message(FATAL_ERROR "orvo/core.h does not include:\n  ${text}")
+endif()
+list(LENGTH headers count)
+message(STATUS "orvo/core.h includes all ${count} public headers")
