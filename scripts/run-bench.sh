@@ -60,6 +60,7 @@ figures_path, results, repetitions, filtered = sys.argv[1], sys.argv[2], sys.arg
 PROCESSES = [("single", "1 thread"), ("second", "2 threads")]
 NS_PER_UNIT = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 problems = []
+machine = []  # the context of every run, as the benchmark library reports it
 
 def load(program, process):
     """Median aggregates of one run, by benchmark name, or None."""
@@ -69,6 +70,7 @@ def load(program, process):
             data = json.load(f)
     except (OSError, ValueError):
         return None
+    machine.append(data["context"])
     parked = data["context"].get("second_thread") == "parked"
     if parked != (process == "second"):
         problems.append(f"bench_{program}: second thread {'present' if parked else 'absent'} in the {process} run")
@@ -94,10 +96,9 @@ def shown(value, measure):
         return "missing"
     if measure == "bytes_per_second":
         return f"{value:.2f} GB/s"
-    for unit, scale in (("ms", 1e6), ("us", 1e3)):
-        if value >= 10 * scale:
-            return f"{value / scale:.1f} {unit}"
-    return f"{value:.1f} ns"
+    for unit, scale in (("s", 1e9), ("ms", 1e6), ("us", 1e3), ("ns", 1)):
+        if value >= scale or unit == "ns":
+            return f"{value / scale:.3g} {unit}"
 
 def met(target, value):
     if target == "report":
@@ -112,12 +113,20 @@ with open(figures_path) as f:
         if line.strip() and not line.startswith("#"):
             rows.append(line.rstrip("\n").split("\t"))
 
+# Under a filter, the figures that had none of their benchmarks run are left
+# out (and counted); without one, every figure shows, missing or not.
+hidden = 0
 table = [("figure", "process", "library benchmark", "median", "peer benchmark", "median", "ratio", "target", "met")]
 outcomes = []
 for figure, program, library, peer, measure, ratio_kind, target in rows:
+    values = {process: (median(program, process, library, measure),
+                        median(program, process, peer, measure) if peer != "-" else None)
+              for process, _ in PROCESSES}
+    if filtered and all(v == (None, None) for v in values.values()):
+        hidden += 1
+        continue
     for process, label in PROCESSES:
-        mine = median(program, process, library, measure)
-        theirs = median(program, process, peer, measure) if peer != "-" else None
+        mine, theirs = values[process]
         ratio_text, judged = "-", mine
         if peer != "-" and mine is not None and theirs is not None:
             judged = theirs / mine if ratio_kind == "faster" else mine / theirs
@@ -131,14 +140,19 @@ for figure, program, library, peer, measure, ratio_kind, target in rows:
                       ratio_text, target, verdict))
 
 widths = [max(len(row[i]) for row in table) for i in range(len(table[0]))]
-print(f"\nCPU time per iteration (or the figure's own measure), median of {repetitions} repetitions;"
+if machine:
+    first, loads = machine[0], [c.get("load_avg", [0])[0] for c in machine]
+    print(f"\n{first['date']}, {first['num_cpus']} CPUs at {first['mhz_per_cpu']} MHz,"
+          f" load average {min(loads):.1f} to {max(loads):.1f} during the runs")
+print(f"CPU time per iteration (or the figure's own measure), median of {repetitions} repetitions;"
       " library and peer from the same run.")
 for i, row in enumerate(table):
     print("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip())
     if i == 0:
         print("  ".join("-" * width for width in widths))
 scored = [o for o in outcomes if o in ("yes", "NO")]
-print(f"\ntargets met: {scored.count('yes')} of {len(scored)}; missing: {outcomes.count('missing')}")
+print(f"\ntargets met: {scored.count('yes')} of {len(scored)}; missing: {outcomes.count('missing')}"
+      + (f"; {hidden} figures outside the filter" if hidden else ""))
 for problem in problems:
     print("ERROR:", problem)
 sys.exit(1 if problems or (outcomes.count("missing") and not filtered) else 0)
