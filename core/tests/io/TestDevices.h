@@ -1,63 +1,65 @@
-// TestDevices.h: byte devices for tests, with knobs for misbehaving.
+// TestDevices.h: a byte device with knobs for misbehaving, and the checks
+// that the stream tests share.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <stdexcept>
 #include <vector>
 
-#include <orvo/core/IO.h>
+#include <orvo/core/Exception.h>
+#include <orvo/core/Stream.h>
 
 namespace orvo::test {
 
+using Bytes = std::vector<std::uint8_t>;
+
 // A first-in, first-out byte queue. By default it behaves; the public knobs
-// make it return short or negative counts, or lie about what is available.
+// make it return short counts, lie about what is available or throw.
 class QueueDevice : public IO {
  public:
-  static THandle<QueueDevice> create(std::vector<std::uint8_t> bytes = {}) {
+  static THandle<QueueDevice> create(Bytes bytes = {}) {
     THandle<QueueDevice> device(new QueueDevice);
     device->bytes = std::move(bytes);
     return device;
   }
 
-  std::vector<std::uint8_t> bytes;
+  Bytes bytes;
   std::size_t readPosition = 0;
   int maxChunk = 1 << 30;    // Largest count one read or write moves.
   int writeLimit = 1 << 30;  // Bytes the device takes in all before it is full.
   int fakeAvailable = -2;    // Other than -2: what available() claims.
-  bool failReads = false;    // read() and peek() return -1.
   bool throwOnRead = false;  // read() throws std::runtime_error.
-  int readCalls = 0;
+  int largestRead = 0;       // The largest count a read asked for.
   int writeCalls = 0;
-
-  std::vector<std::uint8_t> unread() const {
-    return std::vector<std::uint8_t>(bytes.begin() + static_cast<long>(readPosition), bytes.end());
-  }
+  std::function<void()> onCall;  // Runs at the start of every operation.
 
   int available() const override {
-    if (fakeAvailable != -2) return fakeAvailable;
-    return static_cast<int>(bytes.size() - readPosition);
+    if (onCall) onCall();
+    return fakeAvailable != -2 ? fakeAvailable : static_cast<int>(bytes.size() - readPosition);
   }
   int peek(void* buffer, int size) const override {
-    if (failReads) return -1;
+    if (onCall) onCall();
     const int n = std::min({size, maxChunk, static_cast<int>(bytes.size() - readPosition)});
     if (n > 0) std::memcpy(buffer, bytes.data() + readPosition, static_cast<std::size_t>(n));
     return n;
   }
   int read(void* buffer, int size) override {
-    ++readCalls;
+    largestRead = std::max(largestRead, size);
     if (throwOnRead) throw std::runtime_error("device failed");
     const int n = peek(buffer, size);
-    if (n > 0) readPosition += static_cast<std::size_t>(n);
+    readPosition += static_cast<std::size_t>(std::max(n, 0));
     return n;
   }
   int write(const void* buffer, int size) override {
+    if (onCall) onCall();
     ++writeCalls;
-    const int n = std::min({size, maxChunk, writeLimit});
-    if (n <= 0) return n < 0 ? 0 : n;
-    const auto* p = static_cast<const std::uint8_t*>(buffer);
-    bytes.insert(bytes.end(), p, p + n);
+    const int n = std::max(0, std::min({size, maxChunk, writeLimit}));
+    bytes.insert(bytes.end(), static_cast<const std::uint8_t*>(buffer), static_cast<const std::uint8_t*>(buffer) + n);
     writeLimit -= n;
     return n;
   }
@@ -65,5 +67,40 @@ class QueueDevice : public IO {
  protected:
   QueueDevice() = default;
 };
+
+// Checks that `step` raises the library's exception with this message, from
+// this file.
+template <class Step>
+void expectRaise(Step step, const wchar_t* message, const wchar_t* file) {
+  try {
+    step();
+    ADD_FAILURE() << "no exception for " << testing::PrintToString(std::wstring(message));
+  } catch (const Exception& e) {
+    EXPECT_EQ(e.message, message);
+    EXPECT_EQ(e.file, file);
+    EXPECT_EQ(e.code, -1);
+    EXPECT_GT(e.line, 0);
+    EXPECT_FALSE(e.function.empty());
+  }
+}
+
+template <class Value>
+Bytes written(const Value& value) {
+  THandle<QueueDevice> device = QueueDevice::create();
+  OutputStream out(device.get());
+  out << value;
+  return device->bytes;
+}
+
+// Reads a value from `bytes`, which it must use up.
+template <class Value>
+Value readBack(const Bytes& bytes) {
+  THandle<QueueDevice> device = QueueDevice::create(bytes);
+  InputStream in(device.get());
+  Value value{};
+  in >> value;
+  EXPECT_EQ(device->available(), 0);
+  return value;
+}
 
 }  // namespace orvo::test
