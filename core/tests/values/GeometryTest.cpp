@@ -17,14 +17,7 @@ namespace {
 // constants must hold their values by then.
 const Matrix4 constantsAtStart[] = {Matrix4::ZERO, Matrix4::IDENTITY};
 
-TEST(Geometry, MatrixConstantsHoldTheirValuesFromTheStart) {
-  for (int i = 0; i < 16; ++i) {
-    EXPECT_EQ(constantsAtStart[0].m[i], 0.0f) << i;
-    EXPECT_EQ(constantsAtStart[1].m[i], i % 5 == 0 ? 1.0f : 0.0f) << i;
-  }
-}
-
-TEST(Geometry, EachArgumentLandsInItsOwnField) {
+TEST(Geometry, EachArgumentLandsInItsOwnFieldAndTheMatrixConstantsHoldFromTheStart) {
   const Vector2 v2(1, 2);
   const Vector3 v3(1, 2, 3);
   const Vector4 v4(1, 2, 3, 4);
@@ -34,11 +27,15 @@ TEST(Geometry, EachArgumentLandsInItsOwnField) {
   const float fields[][4] = {{v2.x, v2.y, 3, 4},   {v3.x, v3.y, v3.z, 4},         {v4.x, v4.y, v4.z, v4.w},
                              {q.x, q.y, q.z, q.w}, {float(p.x), float(p.y), 3, 4}, {r.left, r.top, r.right, r.bottom}};
   for (const auto& value : fields) EXPECT_EQ(std::vector<float>(value, value + 4), (std::vector<float>{1, 2, 3, 4}));
-  for (const Quaternion& other : {Quaternion(0, 2, 3, 4), Quaternion(1, 0, 3, 4), Quaternion(1, 2, 0, 4)})
-    EXPECT_FALSE(other == q);
-  EXPECT_TRUE(q == Quaternion(1, 2, 3, 4) && !(q == Quaternion(1, 2, 3, 0)));
+  // Equal in all four fields only.
+  EXPECT_TRUE(q == Quaternion(1, 2, 3, 4) && !(q == Quaternion(0, 2, 3, 4)) && !(q == Quaternion(1, 0, 3, 4)) &&
+              !(q == Quaternion(1, 2, 0, 4)) && !(q == Quaternion(1, 2, 3, 0)));
   const Matrix4 m(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
-  for (int i = 0; i < 16; ++i) EXPECT_EQ(m.m[i], static_cast<float>(i));
+  for (int i = 0; i < 16; ++i) {
+    EXPECT_EQ(m.m[i], static_cast<float>(i));
+    EXPECT_EQ(constantsAtStart[0].m[i], 0.0f) << i;
+    EXPECT_EQ(constantsAtStart[1].m[i], i % 5 == 0 ? 1.0f : 0.0f) << i;
+  }
 }
 
 }  // namespace
