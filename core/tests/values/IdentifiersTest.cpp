@@ -52,7 +52,7 @@ TEST(MD5Test, SplittingAtAnyPointGivesTheDigestOfTheWhole) {
   }
 }
 
-constexpr const wchar_t* kDns = L"10b8a76b-ad9d-d111-80b4-00c04fd430c8";  // RFC 4122's DNS namespace.
+const std::wstring kDns = L"10b8a76b-ad9d-d111-80b4-00c04fd430c8";  // RFC 4122's DNS namespace.
 
 std::wstring text(const Uuid& uuid) { return uuid_convertToString(uuid).getBuffer(); }
 
@@ -67,19 +67,18 @@ Uuid parsed(const std::wstring& text) {
 // back. The pointer form reads 36 characters and ignores what follows; the
 // String form wants exactly 36.
 TEST(UuidTextTest, MemoryOrderEveryLengthAndEveryBadCharacter) {
-  const std::wstring good = kDns;
-  EXPECT_EQ(text(parsed(L"10B8A76B-AD9D-D111-80B4-00C04FD430C8")), good);
+  EXPECT_EQ(text(parsed(L"10B8A76B-AD9D-D111-80B4-00C04FD430C8")), kDns);
   for (std::size_t length = 0; length <= 40; ++length) {
-    const std::wstring candidate = good.substr(0, length) + std::wstring(length > 36 ? length - 36 : 0, L'f');
+    const std::wstring candidate = kDns.substr(0, length) + std::wstring(length > 36 ? length - 36 : 0, L'f');
     const Uuid fromPointer = parsed(candidate);
-    EXPECT_EQ(text(fromPointer), length >= 36 ? good : text(Uuid())) << length;
+    EXPECT_EQ(text(fromPointer), length >= 36 ? kDns : text(Uuid())) << length;
     EXPECT_EQ(uuid_convertFromString(String(candidate.c_str())), length == 36 ? fromPointer : Uuid()) << length;
   }
-  for (std::size_t i = 0; i < good.size(); ++i) {
+  for (std::size_t i = 0; i < kDns.size(); ++i) {
     for (wchar_t bad : {L'g', L'_', L' ', L'-', L'\u00e9'}) {
-      std::wstring broken = good;
+      std::wstring broken = kDns;
       broken[i] = bad;
-      EXPECT_TRUE(broken == good || parsed(broken) == Uuid()) << i;
+      EXPECT_TRUE(broken == kDns || parsed(broken) == Uuid()) << i;
     }
   }
 }
