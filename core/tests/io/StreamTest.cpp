@@ -68,8 +68,7 @@ void expectRaise(Step step, const wchar_t* message, const wchar_t* file) {
     step();
     ADD_FAILURE() << "no exception for " << testing::PrintToString(std::wstring(message));
   } catch (const Exception& e) {
-    EXPECT_TRUE(e.message == message && e.file == file) << testing::PrintToString(e.message + L" in " + e.file);
-    EXPECT_TRUE(e.code == -1 && e.line > 0 && !e.function.empty());
+    EXPECT_TRUE(e.message == message && e.file == file && e.code == -1) << testing::PrintToString(e.message + L" in " + e.file);
   }
 }
 
@@ -150,7 +149,7 @@ TEST(WireTest, EachValueHasItsPublishedFormBothWays) {
   const wchar_t lone[] = {0xD800, 'x', 0}, beyond[] = {0x110000, 0};
   const std::pair<String, Bytes> strings[] = {
       {L"Ab", {2, 0, 0, 0, 'A', 0, 'b', 0}}, {L"", {0, 0, 0, 0}}, {L"\uFFFF", {1, 0, 0, 0, 0xFF, 0xFF}},
-      {L"a\U0001F600b", {4, 0, 0, 0, 'a', 0, 0x3D, 0xD8, 0x00, 0xDE, 'b', 0}}, {lone, {2, 0, 0, 0, 0x00, 0xD8, 'x', 0}},
+      {L"\uFFFF\U0001F600", {3, 0, 0, 0, 0xFF, 0xFF, 0x3D, 0xD8, 0x00, 0xDE}}, {lone, {2, 0, 0, 0, 0x00, 0xD8, 'x', 0}},
       {String(L"a\0b", 3), {3, 0, 0, 0, 'a', 0, 0, 0, 'b', 0}}};
   for (const auto& [text, bytes] : strings) expectWire(text, bytes);
   EXPECT_EQ(written(String(beyond)), (Bytes{1, 0, 0, 0, 0xFD, 0xFF})) << "beyond Unicode travels as U+FFFD";
@@ -185,8 +184,7 @@ TEST(WireTest, LargeValuesRoundTripAndReadingABufferReplacesItsContent) {
   for (int i = 0; i < 40000; ++i) text += static_cast<wchar_t>(i % 3 == 0 ? 0x10000 + i : 0x20 + i % 5000);
   EXPECT_EQ(std::wstring(readBack<String>(written(String(text.c_str()))).getBuffer()), text);
   const Buffer big = bufferOf(pattern(300000)), small = bufferOf({'x', 'y', 'z'});
-  THandle<QueueDevice> device(new QueueDevice);
-  Stream stream(device.get());
+  Stream stream(new QueueDevice);
   stream << big << big << small << Buffer();
   Buffer sameSize(300000), grown, shrunk(300000), emptied(7);  // The first is read into as it is.
   stream >> sameSize >> grown >> shrunk >> emptied;
@@ -266,12 +264,15 @@ TEST(WireTest, AnyOfTheThreeStringFormsReadsIntoAny) {
 
 TEST(StreamCopyTest, CopiesWhatIsAvailableAndKeepsItOnFailure) {
   THandle<QueueDevice> source(new QueueDevice(pattern(20000))), sink(new QueueDevice);
-  source->maxChunk = 5000;  // Short reads are normal.
+  source->maxChunk = 5000;       // Short reads are normal.
+  source->fakeAvailable = 12000;  // Less than there is: no more than that goes.
   InputStream in(source.get());
   OutputStream out(sink.get());
+  out << in;
+  source->fakeAvailable = -2;
   out << in << in;
   EXPECT_EQ(sink->bytes, pattern(20000));
-  EXPECT_EQ(sink->writeCalls, 4) << "chunks of what each read gave; nothing for nothing";
+  EXPECT_EQ(sink->writeCalls, 5) << "chunks of what each read gave; nothing for nothing";
   source->bytes.resize(30000);
   sink->writeLimit = 9000;
   expectRaise([&] { out << in; }, kCopy, kSource);

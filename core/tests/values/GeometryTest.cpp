@@ -18,19 +18,19 @@ namespace {
 const Matrix4 constantsAtStart[] = {Matrix4::ZERO, Matrix4::IDENTITY};
 
 TEST(Geometry, EachArgumentLandsInItsOwnFieldAndTheMatrixConstantsHoldFromTheStart) {
-  float one = 1, two = 2, three = 3, four = 4;  // Not constants, so that the constructors run.
-  const Vector2 v2(one, two);
-  const Vector3 v3(one, two, three);
-  const Vector4 v4(one, two, three, four);
-  const Quaternion q(one, two, three, four);
-  const Point p(static_cast<int>(one), static_cast<int>(two));
-  const Rectf r(one, two, three, four);
+  float a = 1, b = 2, c = 3, d = 4;  // Not constants, so that the constructors run.
+  const Vector2 v2(a, b);
+  const Vector3 v3(a, b, c);
+  const Vector4 v4(a, b, c, d);
+  const Quaternion q(a, b, c, d);
+  const Point p(static_cast<int>(a), static_cast<int>(b));
+  const Rectf r(a, b, c, d);
   const float fields[][4] = {{v2.x, v2.y, 3, 4},   {v3.x, v3.y, v3.z, 4},         {v4.x, v4.y, v4.z, v4.w},
                              {q.x, q.y, q.z, q.w}, {float(p.x), float(p.y), 3, 4}, {r.left, r.top, r.right, r.bottom}};
   for (const auto& value : fields) EXPECT_EQ(std::vector<float>(value, value + 4), (std::vector<float>{1, 2, 3, 4}));
   // Equal in all four fields only.
-  EXPECT_TRUE(q == Quaternion(one, two, three, four) && !(q == Quaternion(0, two, three, four)) &&
-              !(q == Quaternion(one, 0, three, four)) && !(q == Quaternion(one, two, 0, four)) && !(q == Quaternion(one, two, three, 0)));
+  EXPECT_TRUE(q == Quaternion(a, b, c, d) && !(q == Quaternion(0, b, c, d)) &&
+              !(q == Quaternion(a, 0, c, d)) && !(q == Quaternion(a, b, 0, d)) && !(q == Quaternion(a, b, c, 0)));
   const Matrix4 m(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
   for (int i = 0; i < 16; ++i) {
     EXPECT_EQ(m.m[i], static_cast<float>(i));
