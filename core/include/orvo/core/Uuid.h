@@ -65,7 +65,7 @@ static_assert(sizeof(uuid_node_t) == 6 && sizeof(Uuid) == 16, "identifiers have 
 // microseconds), not at its full resolution: one reading gives timestamps to
 // at most 1025 identifiers (the reading plus a count of 0 to 1024), and the
 // steps keep those from running into the next reading's. So a timestamp may
-// lie up to 102.5 microseconds before the moment the identifier was made, and
+// be off from the moment the identifier was made by up to about 0.1 ms, and
 // the 1026th identifier within one step waits for the next step (about ten
 // million identifiers a second at most). On Windows the system clock moves in
 // coarse steps of its own and is read as it is.
