@@ -1,8 +1,16 @@
 // Reads arbitrary bytes as a mixed sequence of typed values. Each step takes
 // a selector byte and then one value of the chosen type; every step either
 // succeeds or raises Exception, and the device is never read past its end.
+//
+// A count in front of a value comes from the sender, so no reader may
+// allocate on its word alone: while an input runs, no single allocation may
+// exceed a fixed slack plus a small multiple of the input's size. Under a
+// sanitizer's allocator the target checks that itself, whatever limit the
+// fuzzer is started with.
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include <orvo/core/Buffer.h>
@@ -111,9 +119,31 @@ void step(std::uint8_t selector, InputStream& in, OutputStream& echo) {
   }
 }
 
+// The largest allocation one input may make; 0 while no input runs.
+std::size_t allocationLimit = 0;
+
+void checkAllocation(const volatile void*, std::size_t size) {
+  if (allocationLimit != 0 && size > allocationLimit) {
+    std::fprintf(stderr, "allocation of %zu bytes, more than the input can justify (%zu)\n", size, allocationLimit);
+    std::abort();
+  }
+}
+
+void ignoreFree(const volatile void*) {}
+
 }  // namespace
 
+// Provided by the sanitizers' allocator; absent in a build without one.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void*, std::size_t),
+                                                         void (*)(const volatile void*)) __attribute__((weak));
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  if (__sanitizer_install_malloc_and_free_hooks) __sanitizer_install_malloc_and_free_hooks(checkAllocation, ignoreFree);
+  return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  allocationLimit = (1u << 20) + 4 * size;
   THandle<BytesDevice> device(new BytesDevice(data, size));
   THandle<NullDevice> sink(new NullDevice);
   InputStream in(device.get());
@@ -127,5 +157,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } catch (const Exception&) {
     // A malformed value ends the walk; that is the designed outcome.
   }
+  allocationLimit = 0;
   return 0;
 }

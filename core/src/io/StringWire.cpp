@@ -4,34 +4,25 @@
 // surrogate passes through as it is.
 #include <orvo/core/String.h>
 
+#include <algorithm>
 #include <climits>
-#include <memory>
+#include <new>
 
 #include "text/StringBlock.h"
+#include "text/TextScratch.h"
 
 namespace orvo::detail {
 namespace {
 
-constexpr int kStackUnits = 4096;
+// Units on the stack before the scratch moves to the heap: small, since the
+// caller may run on a small thread stack.
+constexpr std::size_t kInlineUnits = 256;
+// The first step of a read; later steps grow with what has arrived.
+constexpr std::size_t kFirstReadUnits = 32 * 1024;
+
+using Units = TextScratch<char16_t, kInlineUnits>;
 
 bool needsPair(std::uint32_t c) { return c > 0xFFFF && c <= 0x10FFFF; }
-
-// Room for `units` UTF-16 units: on the stack up to 8 KiB, else on the heap.
-class UnitBuffer {
- public:
-  explicit UnitBuffer(long long units) {
-    if (units > kStackUnits) {
-      _heap.reset(new (std::nothrow) char16_t[static_cast<std::size_t>(units)]);
-      _units = _heap.get();
-    }
-  }
-  char16_t* get() const { return _units; }
-
- private:
-  char16_t _stack[kStackUnits];
-  std::unique_ptr<char16_t[]> _heap;
-  char16_t* _units = _stack;
-};
 
 // Branch-free scans, so that the compiler can vectorise the common case of
 // text without pairs.
@@ -47,14 +38,24 @@ bool noSurrogates(const char16_t* units, int count) {
   return found == 0;
 }
 
-}  // namespace
+// Reads `count` units in steps that grow with what has arrived, so that a
+// count the device does not back costs no more memory than the bytes behind
+// it.
+bool readInSteps(InputStream& is, std::size_t count, Units& units) {
+  while (units.size() < count) {
+    const std::size_t step = std::min(count - units.size(), std::max(kFirstReadUnits, units.size()));
+    const int bytes = static_cast<int>(step * 2);
+    if (is.read(units.reserve(step), bytes) != bytes) return false;
+    units.commit(step);
+  }
+  return true;
+}
 
-bool writeStringUnits(OutputStream& os, const wchar_t* text, int codePoints) {
+bool writeUnits(OutputStream& os, const wchar_t* text, int codePoints) {
   if (allInBasicPlane(text, codePoints)) {
     os << static_cast<std::int32_t>(codePoints);
-    UnitBuffer buffer(codePoints);
-    char16_t* out = buffer.get();
-    if (!out) return false;
+    Units buffer;
+    char16_t* out = buffer.reserve(static_cast<std::size_t>(codePoints));
     for (int i = 0; i < codePoints; ++i) out[i] = static_cast<char16_t>(text[i]);
     return os.write(out, codePoints * 2) == codePoints * 2;
   }
@@ -63,9 +64,8 @@ bool writeStringUnits(OutputStream& os, const wchar_t* text, int codePoints) {
   if (units > INT_MAX / 2) return false;
   os << static_cast<std::int32_t>(units);
 
-  UnitBuffer buffer(units);
-  char16_t* out = buffer.get();
-  if (!out) return false;
+  Units buffer;
+  char16_t* out = buffer.reserve(static_cast<std::size_t>(units));
   for (int i = 0; i < codePoints; ++i) {
     const auto c = static_cast<std::uint32_t>(text[i]);
     if (needsPair(c)) {
@@ -77,10 +77,10 @@ bool writeStringUnits(OutputStream& os, const wchar_t* text, int codePoints) {
     }
   }
   const int bytes = static_cast<int>(units) * 2;
-  return os.write(buffer.get(), bytes) == bytes;
+  return os.write(buffer.data(), bytes) == bytes;
 }
 
-bool readStringUnits(InputStream& is, std::int32_t count, String& target) {
+bool readUnits(InputStream& is, std::int32_t count, String& target) {
   const int available = is.available();
   if (count < 0 || count > INT_MAX / 2 || count * 2 > available) return false;
   if (count == 0) {
@@ -88,9 +88,9 @@ bool readStringUnits(InputStream& is, std::int32_t count, String& target) {
     return true;
   }
 
-  UnitBuffer buffer(count);
-  char16_t* units = buffer.get();
-  if (!units || is.read(units, count * 2) != count * 2) return false;
+  Units buffer;
+  if (!readInSteps(is, static_cast<std::size_t>(count), buffer)) return false;
+  const char16_t* units = buffer.data();
 
   if (noSurrogates(units, count)) {
     StringBlock<wchar_t> block(count);
@@ -122,6 +122,25 @@ bool readStringUnits(InputStream& is, std::int32_t count, String& target) {
   }
   target = block.finish();
   return true;
+}
+
+}  // namespace
+
+// A failed allocation is a failure of the value, like a short count.
+bool writeStringUnits(OutputStream& os, const wchar_t* text, int codePoints) {
+  try {
+    return writeUnits(os, text, codePoints);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
+bool readStringUnits(InputStream& is, std::int32_t count, String& target) {
+  try {
+    return readUnits(is, count, target);
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
 }
 
 }  // namespace orvo::detail

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "text/HexDigits.h"
+
 namespace orvo {
 namespace {
 
@@ -126,6 +128,8 @@ void MD5Transform(unsigned int* const state, const unsigned char* const block) {
 #undef ORVO_MD5_STEP
 
 void MD5Update(MD5Context* context, const void* data, unsigned int length) {
+  // Nothing to add; `data` may then be null, which memcpy must never see.
+  if (length == 0) return;
   const auto* input = static_cast<const unsigned char*>(data);
   const unsigned int used = (context->count[0] >> 3) & 0x3F;
   const std::uint32_t bits = static_cast<std::uint32_t>(length) << 3;
@@ -167,14 +171,9 @@ void MD5Checksum(const void* data, int length, unsigned char* const digest) {
 }
 
 void MD5String(const void* data, int length, wchar_t* const text) {
-  static const wchar_t kDigits[] = L"0123456789abcdef";
   unsigned char digest[16];
   MD5Checksum(data, length, digest);
-  for (int i = 0; i < 16; ++i) {
-    text[2 * i] = kDigits[digest[i] >> 4];
-    text[2 * i + 1] = kDigits[digest[i] & 0x0F];
-  }
-  text[32] = 0;
+  *hex::writeBytes(digest, 16, text) = 0;
 }
 
 String MD5String(const void* data, int length) {

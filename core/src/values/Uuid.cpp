@@ -1,19 +1,18 @@
 #include <orvo/core/Uuid.h>
 
-#include <arpa/inet.h>
-
 #include <cstdlib>
 #include <cstring>
 
 #include <orvo/core/MD5.h>
 #include <orvo/core/SpinLock.h>
 
+#include "platform/ByteOrder.h"
 #include "platform/SystemTime.h"
+#include "text/HexDigits.h"
 
 namespace orvo {
 namespace {
 
-constexpr wchar_t kDigits[] = L"0123456789abcdef";
 constexpr int kUuidTextLength = 36;
 constexpr int kNodeTextLength = 12;
 constexpr std::uint16_t kIdentifiersPerReading = 1024;
@@ -23,28 +22,13 @@ constexpr std::uint64_t kReadingStep = kIdentifiersPerReading + 1;
 
 // ---- text --------------------------------------------------------------------
 
-wchar_t* writeHex(const std::uint8_t* bytes, int count, wchar_t* text) {
-  for (int i = 0; i < count; ++i) {
-    *text++ = kDigits[bytes[i] >> 4];
-    *text++ = kDigits[bytes[i] & 0x0F];
-  }
-  return text;
-}
-
-int digitValue(wchar_t c) {
-  if (c >= L'0' && c <= L'9') return c - L'0';
-  if (c >= L'a' && c <= L'f') return c - L'a' + 10;
-  if (c >= L'A' && c <= L'F') return c - L'A' + 10;
-  return -1;
-}
-
 // Reads `count` bytes as digit pairs; false at the first character that is
 // not a digit (the terminator included).
 bool readHex(const wchar_t*& text, std::uint8_t* bytes, int count) {
   for (int i = 0; i < count; ++i) {
-    const int high = digitValue(text[0]);
+    const int high = hex::digitValue(text[0]);
     if (high < 0) return false;
-    const int low = digitValue(text[1]);
+    const int low = hex::digitValue(text[1]);
     if (low < 0) return false;
     bytes[i] = static_cast<std::uint8_t>(high << 4 | low);
     text += 2;
@@ -131,7 +115,7 @@ int uuid_node_t::compare(const uuid_node_t& other) const {
 }
 
 bool uuid_node_t::convertToString(wchar_t* const text) const {
-  *writeHex(nodeID, 6, text) = 0;
+  *hex::writeBytes(nodeID, 6, text) = 0;
   return true;
 }
 
@@ -167,7 +151,7 @@ bool uuid_convertToString(const Uuid& uuid, wchar_t* const text) {
   wchar_t* p = text;
   for (int group = 0; group < 5; ++group) {
     if (group > 0) *p++ = L'-';
-    p = writeHex(bytes, kGroups[group], p);
+    p = hex::writeBytes(bytes, kGroups[group], p);
     bytes += kGroups[group];
   }
   *p = 0;
@@ -207,9 +191,9 @@ Uuid uuid_convertFromString(const String& text) {
 
 void uuid_create_md5_from_name(Uuid& out, const Uuid& nameSpace, const void* name, int nameLength) {
   Uuid networkOrder = nameSpace;
-  networkOrder.time_low = htonl(networkOrder.time_low);
-  networkOrder.time_mid = htons(networkOrder.time_mid);
-  networkOrder.time_hi_and_version = htons(networkOrder.time_hi_and_version);
+  networkOrder.time_low = platform::networkOrder(networkOrder.time_low);
+  networkOrder.time_mid = platform::networkOrder(networkOrder.time_mid);
+  networkOrder.time_hi_and_version = platform::networkOrder(networkOrder.time_hi_and_version);
 
   MD5Context context;
   MD5Init(&context);
@@ -219,9 +203,9 @@ void uuid_create_md5_from_name(Uuid& out, const Uuid& nameSpace, const void* nam
   MD5Final(digest, &context);
 
   std::memcpy(&out, digest, sizeof out);
-  out.time_low = ntohl(out.time_low);
-  out.time_mid = ntohs(out.time_mid);
-  out.time_hi_and_version = static_cast<std::uint16_t>((ntohs(out.time_hi_and_version) & 0x0FFF) | (3 << 12));
+  out.time_low = platform::networkOrder(out.time_low);
+  out.time_mid = platform::networkOrder(out.time_mid);
+  out.time_hi_and_version = static_cast<std::uint16_t>((platform::networkOrder(out.time_hi_and_version) & 0x0FFF) | (3 << 12));
   out.clock_seq_hi_and_reserved = static_cast<std::uint8_t>((out.clock_seq_hi_and_reserved & 0x3F) | 0x80);
 }
 

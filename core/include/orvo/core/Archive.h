@@ -2,6 +2,10 @@
 //
 // Positions and sizes are byte offsets from the start, as 32-bit signed
 // integers; -1 is the failure value of all three operations.
+//
+// Threads: one thread at a time, like every device. A position is state of
+// the device, so two threads that seek and read on one Archive need a lock
+// around each seek and read together, not only around each call.
 #pragma once
 
 #include <orvo/core/IO.h>

@@ -57,17 +57,23 @@ class ORVO_API Buffer {
   unsigned char* buffer = nullptr;
 };
 
+namespace detail {
+// Reads `size` bytes into `buffer`; false on a negative size, a failed
+// allocation or a short read. A large block grows with the bytes that arrive
+// rather than being allocated on the word of the size in front.
+ORVO_API bool readBufferBytes(InputStream& in, std::int32_t size, Buffer& buffer);
+}  // namespace detail
+
 // Wire form: the size as int32_t, then the bytes. Reading does not wait for
-// the bytes: a short read raises, and the buffer keeps what it had by then.
+// the bytes: a short read raises, and the old content is gone unless the size
+// was unchanged.
 template <class TyIs>
   requires std::derived_from<TyIs, InputStream>
 TyIs& operator>>(TyIs& is, Buffer& buffer) {
   InputStream& in = is;
   std::int32_t size;
   in >> size;
-  if (buffer.setBufferSize(size) != size || in.read(buffer.getBuffer(), size) != size) {
-    ORVO_THROW("TyIs& operator >>(TyIs &,Buffer &)");
-  }
+  if (!detail::readBufferBytes(in, size, buffer)) ORVO_THROW("TyIs& operator >>(TyIs &,Buffer &)");
   return is;
 }
 

@@ -2,6 +2,9 @@
 //
 // Input and Output share their Unknown base, so one IO object has one
 // reference count whether it is held as Input, as Output or as IO.
+//
+// Threads: as Input and Output, one thread at a time; SecureIO makes an IO
+// safe to share.
 #pragma once
 
 #include <orvo/core/Input.h>

@@ -5,6 +5,9 @@
 // nothing is there right now, and a negative count is a failure of the
 // device. Devices live on the heap, in handles; read typed values through an
 // InputStream on top of one.
+//
+// Threads: a device is for one thread at a time unless its class says
+// otherwise; wrap it in a SecureIO to share it.
 #pragma once
 
 #include <orvo/core/Unknown.h>

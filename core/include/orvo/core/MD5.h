@@ -7,6 +7,9 @@
 //   unsigned char digest[16];
 //   MD5Checksum(data, size, digest);
 //   String text = MD5String(data, size);   // "9e107d9d372bb6826bd81d3542a419d6"
+//
+// Threads: nothing is shared. A context belongs to one thread at a time; the
+// one-call functions may run on any number of threads at once.
 #pragma once
 
 #include <cstdint>

@@ -7,6 +7,10 @@
 //
 //   Matrix4 transform = Matrix4::IDENTITY;
 //   transform.m[3] = 10.0f;
+//
+// Threads: a plain value with no lock; read it from any number of threads,
+// and give a thread that writes it a copy of its own. ZERO and IDENTITY never
+// change and may be read from anywhere.
 #pragma once
 
 #include <orvo/core/Export.h>

@@ -15,6 +15,9 @@
 //     {kMtblEnd, nullptr, nullptr},
 //   };
 //   writeMtbl(asVoid(out), asVoid(point), asVoid(point3Table));
+//
+// Threads: the walkers keep no state and a table is constant, so one table
+// serves any number of threads; each walk is as safe as its stream.
 #pragma once
 
 #include <cstdint>

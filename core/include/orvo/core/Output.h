@@ -3,6 +3,9 @@
 // write() answers how many bytes it took; every caller in the library treats
 // any other count than the one offered as a failure. Write typed values
 // through an OutputStream on top of an Output.
+//
+// Threads: a device is for one thread at a time unless its class says
+// otherwise; wrap it in a SecureIO to share it.
 #pragma once
 
 #include <orvo/core/Unknown.h>

@@ -7,6 +7,9 @@
 //
 //   Point cursor(4, 2);
 //   Console::setCursorPosition(cursor);
+//
+// Threads: a plain value with no lock; read it from any number of threads,
+// and give a thread that writes it a copy of its own.
 #pragma once
 
 namespace orvo {

@@ -5,6 +5,9 @@
 // constructor: the identity rotation is Quaternion(0, 0, 0, 1).
 //
 //   Quaternion turn(0.0f, 0.0f, 0.7071f, 0.7071f);
+//
+// Threads: a plain value with no lock; read it from any number of threads,
+// and give a thread that writes it a copy of its own.
 #pragma once
 
 namespace orvo {

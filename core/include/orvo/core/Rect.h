@@ -6,6 +6,9 @@
 // fields unset, so assign before reading.
 //
 //   Rect area(0, 0, 640, 480);
+//
+// Threads: a plain value with no lock; read it from any number of threads,
+// and give a thread that writes it a copy of its own.
 #pragma once
 
 namespace orvo {

@@ -8,6 +8,9 @@
 //
 //   THandle<SecureIO> shared = SecureIO::createInstance(queue.get());
 //   // hand `shared` to several threads
+//
+// To keep a sequence of calls whole, hold getMutex() around it with a
+// MutexGuard: the lock is recursive, so the calls inside take it again.
 #pragma once
 
 #include <orvo/core/IO.h>
@@ -30,6 +33,9 @@ class ORVO_API SecureIO : public IO {
   int peek(void* buffer, int size) const override;
   int read(void* buffer, int size) override;
   int write(const void* buffer, int size) override;
+
+  // The lock that each call holds.
+  Mutex& getMutex() const { return mutex; }
 
  protected:
   ~SecureIO() override;

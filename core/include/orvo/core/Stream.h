@@ -13,6 +13,10 @@
 //   InputStream in(device.get());
 //   std::int32_t seven; Varint v; std::int64_t big; String text;
 //   in >> seven >> v >> big >> text;
+//
+// Threads: streams have no lock. Two streams on one device, in one thread or
+// in several, are exactly as safe as the device is; a typed value takes
+// several device calls, so even a SecureIO keeps only each call whole.
 #pragma once
 
 #include <cstdint>

@@ -13,6 +13,11 @@
 //   uuid_create(id);
 //   String text = uuid_convertToString(id);   // 36 characters
 //   out << id;                                // 16 bytes as they lie in memory
+//
+// Threads: uuid_create may be called from any thread; one lock guards the
+// generator, and identifiers made at the same time differ by timestamp. It
+// seeds and draws the C library's rand(), which is shared with the rest of
+// the process. The other functions keep no state; a Uuid is a plain value.
 #pragma once
 
 #include <concepts>
@@ -55,6 +60,15 @@ struct ORVO_API Uuid {
 static_assert(sizeof(uuid_node_t) == 6 && sizeof(Uuid) == 16, "identifiers have no padding");
 
 // A new version 1 identifier; returns 1.
+//
+// On Linux the system clock is read in steps of 1025 x 100 ns (102.5
+// microseconds), not at its full resolution: one reading gives timestamps to
+// at most 1025 identifiers (the reading plus a count of 0 to 1024), and the
+// steps keep those from running into the next reading's. So a timestamp may
+// be off from the moment the identifier was made by up to about 0.1 ms, and
+// the 1026th identifier within one step waits for the next step (about ten
+// million identifiers a second at most). On Windows the system clock moves in
+// coarse steps of its own and is read as it is.
 ORVO_API int uuid_create(Uuid& out);
 // The version 3 identifier of `name` in `nameSpace`.
 ORVO_API void uuid_create_md5_from_name(Uuid& out, const Uuid& nameSpace, const void* name, int nameLength);

@@ -6,6 +6,9 @@
 //
 //   out << Varint(-1);          // 01
 //   Varint v; in >> v; int n = v;
+//
+// Threads: a Varint is a plain value and the operators keep no state; they
+// are as safe as the stream's device.
 #pragma once
 
 #include <concepts>

@@ -5,6 +5,9 @@
 // constructor leaves the fields unset, so assign before reading.
 //
 //   Vector2 scale(2.0f, 0.5f);
+//
+// Threads: a plain value with no lock; read it from any number of threads,
+// and give a thread that writes it a copy of its own.
 #pragma once
 
 namespace orvo {

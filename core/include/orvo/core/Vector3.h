@@ -5,6 +5,9 @@
 // leaves the fields unset, so assign before reading.
 //
 //   Vector3 position(1.0f, 2.0f, 3.0f);
+//
+// Threads: a plain value with no lock; read it from any number of threads,
+// and give a thread that writes it a copy of its own.
 #pragma once
 
 namespace orvo {

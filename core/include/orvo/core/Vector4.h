@@ -5,6 +5,9 @@
 // leaves the fields unset, so assign before reading.
 //
 //   Vector4 colour(1.0f, 0.5f, 0.0f, 1.0f);
+//
+// Threads: a plain value with no lock; read it from any number of threads,
+// and give a thread that writes it a copy of its own.
 #pragma once
 
 namespace orvo {
