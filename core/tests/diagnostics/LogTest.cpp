@@ -1,168 +1,163 @@
-// Log: delivery to listeners, recursion, failures, long texts, threads and
-// teardown.
+// Log: delivery to listeners, recursion, failures, texts of any length on
+// small stacks, threads and teardown.
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <functional>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include <orvo/core/Console.h>
 #include <orvo/core/Log.h>
 
+#include "diagnostics/DiagnosticsSupport.h"
+#include "diagnostics/LogCollector.h"
 #include "diagnostics/LogState.h"
 
 namespace orvo {
 namespace {
 
-// Keeps every message with its severity.
-class Collector : public LogListener {
- public:
-  std::vector<std::wstring> messages;
-  std::vector<bool> whistles;
-  std::function<void(const wchar_t*)> hook;
+using Texts = std::vector<std::wstring>;
 
-  void onError(const wchar_t* m) override { take(L"E:", m); }
-  void onWarning(const wchar_t* m) override { take(L"W:", m); }
-  void onInformation(const wchar_t* m) override { take(L"I:", m); }
-  void onDebug(const wchar_t* m) override { take(L"D:", m); }
-  void onWhistle(bool on) override { whistles.push_back(on); }
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+constexpr bool kSanitized = false;
+#endif
 
- private:
-  void take(const wchar_t* severity, const wchar_t* m) {
-    messages.push_back(std::wstring(severity) + m);
-    if (hook) hook(m);
-  }
-};
-
-// Registers listeners for one test and removes them after it.
-class LogTest : public ::testing::Test {
- protected:
-  void listen(LogListener* listener) {
-    Log::addListener(listener);
-    _added.push_back(listener);
-  }
-  void TearDown() override {
-    for (LogListener* listener : _added) Log::removeListener(listener);
-  }
-
- private:
-  std::vector<LogListener*> _added;
-};
-
-TEST_F(LogTest, SeveritiesReachTheirSlotsFormatted) {
-  Collector collector;
-  listen(&collector);
+TEST(Log, SeveritiesReachTheirSlotsFormatted) {
+  LogCollector log;
   Log::error(L"%s=%d", L"code", -1);
   Log::warning(L"%S and %c", "narrow", L'w');
   Log::information(L"%I64d", static_cast<long long>(1) << 40);
   Log::debug(L"100%%");
+  Log::debug(L"%S", "\xFF");  // Not a character in the C locale: the format arrives.
   Log::whistle(true);
   Log::whistle(false);
-  EXPECT_EQ(collector.messages,
-            (std::vector<std::wstring>{L"E:code=-1", L"W:narrow and w", L"I:1099511627776", L"D:100%"}));
-  EXPECT_EQ(collector.whistles, (std::vector<bool>{true, false}));
+  EXPECT_EQ(log.errors, Texts{L"code=-1"});
+  EXPECT_EQ(log.warnings, Texts{L"narrow and w"});
+  EXPECT_EQ(log.information, Texts{L"1099511627776"});
+  EXPECT_EQ(log.debug, (Texts{L"100%", L"%S"}));
+  EXPECT_EQ(log.whistles, (std::vector<bool>{true, false}));
 }
 
-TEST_F(LogTest, ListenersInOrderOfRegistrationAndOnceEach) {
+TEST(Log, ListenersHearOnceEachInOrderOfRegistrationUntilRemoved) {
   std::vector<int> order;
-  Collector first, second;
+  LogCollector first, second;
   first.hook = [&](const wchar_t*) { order.push_back(1); };
   second.hook = [&](const wchar_t*) { order.push_back(2); };
-  listen(&first);
-  listen(&second);
   Log::addListener(&first);  // Twice: still one copy.
   Log::addListener(nullptr);
   Log::error(L"x");
   EXPECT_EQ(order, (std::vector<int>{1, 2}));
-}
-
-TEST_F(LogTest, RemovedListenerHearsNothing) {
-  Collector collector;
-  Log::addListener(&collector);
-  Log::removeListener(&collector);
-  Log::removeListener(&collector);  // Not there any more: ignored.
+  Log::removeListener(&first);
+  Log::removeListener(&first);  // Not there any more: ignored, as null is.
   Log::removeListener(nullptr);
-  Log::error(L"lost");
-  EXPECT_TRUE(collector.messages.empty());
+  Log::error(L"y");
+  EXPECT_EQ(order, (std::vector<int>{1, 2, 2}));
+  Log::addListener(&first);  // Back, for its destructor to remove.
 }
 
-TEST_F(LogTest, MessageFromInsideAListenerIsDropped) {
-  Collector collector, other;
-  collector.hook = [](const wchar_t*) { Log::error(L"inner"); };
-  listen(&collector);
-  listen(&other);
-  Log::error(L"outer");
-  EXPECT_EQ(collector.messages, (std::vector<std::wstring>{L"E:outer"}));
-  EXPECT_EQ(other.messages, (std::vector<std::wstring>{L"E:outer"}));
-}
-
-TEST_F(LogTest, ThrowingListenerIsSkippedAndStaysRegistered) {
-  Collector thrower, after;
-  thrower.hook = [](const wchar_t*) { throw std::runtime_error("listener failed"); };
-  listen(&thrower);
-  listen(&after);
-  EXPECT_NO_THROW(Log::warning(L"first"));
-  EXPECT_NO_THROW(Log::warning(L"second"));
-  EXPECT_EQ(after.messages.size(), 2u);
-  EXPECT_EQ(thrower.messages.size(), 2u);
-}
-
-TEST_F(LogTest, LongTextsArriveWhole) {
-  Collector collector;
-  listen(&collector);
-  for (std::size_t length : {32766u, 32767u, 32768u, 100000u}) {
-    collector.messages.clear();
-    std::wstring text(length, L'a');
-    text.back() = L'z';
-    Log::debug(L"%s", text.c_str());
-    ASSERT_EQ(collector.messages.size(), 1u);
-    EXPECT_EQ(collector.messages[0].size(), length + 2) << length;
-    EXPECT_EQ(collector.messages[0].back(), L'z');
+TEST(Log, ListenerThatLogsOrThrowsStopsNoOneElse) {
+  LogCollector logging, throwing, after;
+  logging.hook = [](const wchar_t*) { Log::error(L"inner"); };
+  throwing.hook = [](const wchar_t*) { throw std::runtime_error("listener failed"); };
+  EXPECT_NO_THROW(Log::error(L"first"));
+  EXPECT_NO_THROW(Log::error(L"second"));
+  for (LogCollector* listener : {&logging, &throwing, &after}) {
+    EXPECT_EQ(listener->errors, (Texts{L"first", L"second"}));  // No "inner" anywhere.
   }
 }
 
-TEST_F(LogTest, ListenersChangeWhileAnotherThreadDelivers) {
-  // Counts only; the listeners run on the logging threads.
-  struct Counter : LogListener {
-    std::atomic<int> count{0};
-    void onError(const wchar_t*) override { ++count; }
-    void onWarning(const wchar_t*) override {}
-    void onInformation(const wchar_t*) override {}
-    void onDebug(const wchar_t*) override {}
-    void onWhistle(bool) override {}
+// Runs `work` on a thread with a stack of `bytes`, above a guard area wide
+// enough that a frame too big for the stack faults instead of writing over
+// whatever lies below it.
+void runOnStackOf(std::size_t bytes, void (*work)()) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, bytes), 0);
+  pthread_attr_setguardsize(&attributes, std::size_t{1} << 20);
+  pthread_t thread;
+  auto run = [](void* function) -> void* {
+    reinterpret_cast<void (*)()>(function)();
+    return nullptr;
   };
-  Counter steady;
-  std::vector<Counter> churn(8);
-  listen(&steady);
+  ASSERT_EQ(pthread_create(&thread, &attributes, run, reinterpret_cast<void*>(work)), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+}
+
+const std::size_t kLengths[] = {0, 255, 256, 32767, 32768, 100000};
+
+void logAndPrintEveryLength() {
+  for (std::size_t length : kLengths) {
+    std::wstring text(length, L'a');
+    if (length > 0) text.back() = L'z';
+    Log::debug(L"<%s>", text.c_str());
+    Console::output(L"%s", text.c_str());
+  }
+}
+
+TEST(Log, TextsOfAnyLengthArriveWholeFromSmallStacks) {
+  // 64 KiB, a small thread, and the size of a signal stack (sanitizers need more).
+  const std::size_t signalStack = std::max<std::size_t>(PTHREAD_STACK_MIN, sysconf(_SC_SIGSTKSZ));
+  const std::size_t scale = kSanitized ? 4 : 1;
+  for (std::size_t stack : {std::size_t{64} << 10, signalStack * scale}) {
+    LogCollector log;
+    CapturedStream out(STDOUT_FILENO);
+    runOnStackOf(stack, &logAndPrintEveryLength);
+    std::string expected;
+    ASSERT_EQ(log.debug.size(), std::size(kLengths)) << stack;
+    for (std::size_t i = 0; i < std::size(kLengths); ++i) {
+      std::wstring text(kLengths[i], L'a');
+      if (kLengths[i] > 0) text.back() = L'z';
+      EXPECT_EQ(log.debug[i], L"<" + text + L">") << kLengths[i];
+      expected += std::string(text.begin(), text.end());
+    }
+    EXPECT_EQ(out.text(), expected) << stack;
+  }
+}
+
+TEST(Log, ListenersChangeWhileAnotherThreadDelivers) {
+  struct Counter : LogCollector {
+    void onError(const wchar_t*) override { ++count; }
+    std::atomic<int> count{0};
+  } steady;
+  std::vector<LogListener*> churn;
+  for (int i = 0; i < 8; ++i) churn.push_back(new Counter);
   std::atomic<bool> done{false};
   std::thread logger([&] {
     for (int i = 0; i < 2000; ++i) Log::error(L"message %d", i);
     done = true;
   });
   while (!done) {
-    for (auto& listener : churn) Log::addListener(&listener);
-    for (auto& listener : churn) Log::removeListener(&listener);
+    for (LogListener* listener : churn) Log::addListener(listener);
+    for (LogListener* listener : churn) Log::removeListener(listener);
   }
   logger.join();
   EXPECT_EQ(steady.count.load(), 2000);
+  for (LogListener* listener : churn) delete listener;
 }
 
-TEST(LogTeardownTest, SilentAfterTeardown) {
+TEST(LogDeathTest, SilentAfterTeardown) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
-        Collector collector;
-        Log::addListener(&collector);
+        LogCollector log;
         Log::error(L"before");
         detail::tearDownLog();
         Log::error(L"after");
-        Log::addListener(&collector);  // No new setup after teardown.
+        Log::addListener(&log);  // No new setup after teardown.
         Log::error(L"after again");
-        std::_Exit(collector.messages.size() == 1 ? 0 : 1);
+        std::_Exit(log.errors == Texts{L"before"} ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
 }

@@ -11,6 +11,10 @@
 //   DebugHelper& symbols = DebugHelper::getDebugHelper();
 //   if (symbols.getFileAndLine(address, file, line)) ...
 //
+// The instance may be shared by all threads: each look-up in the debug
+// library runs under a lock of the helper, since that library is not safe
+// for threads.
+//
 // Windows low-level input hooks have no counterpart on this platform:
 // setUpWindowsHook installs nothing and answers true, and
 // tearDownWindowsHook has nothing to remove.
@@ -48,11 +52,10 @@ class ORVO_API DebugHelper {
   bool getFileAndLine(std::uintptr_t address, std::string& file, int& line) const;
 
  private:
-  // Loads `libraryName`; a failure is logged and leaves the helper without
-  // the entry points that were not found.
-  explicit DebugHelper(const char* libraryName);
+  // Loads the debug library; a failure is logged and leaves the helper
+  // without the entry points that were not found.
+  DebugHelper();
   ~DebugHelper();
-  friend class DebugHelperTest;
 
   platform::DwarfLibrary* _library;
 };
