@@ -1,8 +1,7 @@
-// Helpers shared by the tests of the diagnostics: standard output or error
-// caught in a file, stacks made by hand, and a collector of dump lines.
+// Helpers shared by the tests of the diagnostics: a standard stream caught
+// in a file or sent elsewhere, and stacks made by hand.
 #pragma once
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -15,49 +14,47 @@
 #include <orvo/core/CallStack.h>
 
 #include "diagnostics/CallStackFrames.h"
+#include "diagnostics/LogCollector.h"
 
 namespace orvo {
 
-// Points descriptor `stream` at `target` until restore() or the end of its
-// life. The C streams are flushed on both edges, so that nothing buffered
-// lands on the wrong side.
-class StreamRedirect {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#else
+constexpr bool kSanitized = false;
+#endif
+
+// Points descriptor `stream` at `target`, or at a temporary file whose
+// bytes text() returns, until text() or the end of its life. The C streams
+// are flushed on both edges, so that nothing buffered lands on the wrong side.
+class CapturedStream {
  public:
-  StreamRedirect(int stream, int target) : _stream(stream), _saved(dup(stream)) {
+  explicit CapturedStream(int stream, int target = -1)
+      : _file(target < 0 ? std::tmpfile() : nullptr), _stream(stream), _saved(dup(stream)) {
     std::fflush(nullptr);
-    dup2(target, stream);
+    dup2(_file ? fileno(_file) : target, stream);
   }
-  ~StreamRedirect() { restore(); }
-  void restore() {
-    if (_saved < 0) return;
+  ~CapturedStream() { text(); }
+  std::string text() {
+    if (_saved < 0) return {};
     std::fflush(nullptr);
     dup2(_saved, _stream);
     close(_saved);
     _saved = -1;
-  }
-
- private:
-  int _stream;
-  int _saved;
-};
-
-// What is written to `stream` while it lives; text() ends the capture.
-class CapturedStream {
- public:
-  explicit CapturedStream(int stream) : _file(std::tmpfile()), _redirect(stream, fileno(_file)) {}
-  ~CapturedStream() { std::fclose(_file); }
-  std::string text() {
-    _redirect.restore();
+    if (!_file) return {};
     std::fseek(_file, 0, SEEK_END);
     std::string bytes(static_cast<std::size_t>(std::ftell(_file)), '\0');
     std::rewind(_file);
     bytes.resize(std::fread(bytes.data(), 1, bytes.size(), _file));
+    std::fclose(_file);
     return bytes;
   }
 
  private:
   std::FILE* _file;
-  StreamRedirect _redirect;
+  int _stream, _saved;
 };
 
 // A stack made by hand, holding one reference while it lives.
@@ -74,19 +71,5 @@ inline OwnedStack madeStack(std::initializer_list<std::uintptr_t> addresses) {
 }
 
 inline CallStackFrames& frames(const OwnedStack& stack) { return CallStackFrames::of(*stack); }
-
-// The C library's own `name`, not a sanitizer's wrapper of the same name.
-inline std::uintptr_t cLibraryFunction(const char* name) {
-  void* library = dlopen("libc.so.6", RTLD_NOW | RTLD_NOLOAD);
-  void* function = library ? dlsym(library, name) : nullptr;
-  if (library) dlclose(library);
-  return reinterpret_cast<std::uintptr_t>(function);
-}
-
-// The lines of a dump.
-struct LineCollector : CallStack::Callback {
-  void report(const char* line) override { lines.emplace_back(line); }
-  std::vector<std::string> lines;
-};
 
 }  // namespace orvo

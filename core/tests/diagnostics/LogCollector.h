@@ -11,6 +11,8 @@
 
 namespace orvo {
 
+using Texts = std::vector<std::wstring>;
+
 class LogCollector : public LogListener {
  public:
   LogCollector() { Log::addListener(this); }
@@ -24,12 +26,12 @@ class LogCollector : public LogListener {
   void onDebug(const wchar_t* message) override { keep(debug, message); }
   void onWhistle(bool on) override { whistles.push_back(on); }
 
-  std::vector<std::wstring> errors, warnings, information, debug;
+  Texts errors, warnings, information, debug;
   std::vector<bool> whistles;
   std::function<void(const wchar_t*)> hook;
 
  private:
-  void keep(std::vector<std::wstring>& messages, const wchar_t* message) {
+  void keep(Texts& messages, const wchar_t* message) {
     messages.emplace_back(message);
     if (hook) hook(message);
   }
