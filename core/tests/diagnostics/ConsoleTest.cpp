@@ -2,10 +2,8 @@
 // that the test holds both ends of). Texts of every length: LogTest.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <poll.h>
-#include <sys/ioctl.h>
-#include <termios.h>
+#include <pty.h>
 
 #include <utility>
 
@@ -48,14 +46,12 @@ TEST(Console, OnAFileWritesUtf8TextAndNothingElse) {
 class ConsoleOnATerminal : public testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_TRUE(_controller >= 0 && grantpt(_controller) == 0 && unlockpt(_controller) == 0);
-    _terminal = open(ptsname(_controller), O_RDWR | O_NOCTTY);
+    winsize size{40, 100, 0, 0};
     termios mode{};
+    ASSERT_EQ(openpty(&_controller, &_terminal, nullptr, nullptr, &size), 0);
     ASSERT_EQ(tcgetattr(_terminal, &mode), 0);
     cfmakeraw(&mode);
     tcsetattr(_terminal, TCSANOW, &mode);
-    const winsize size{40, 100, 0, 0};
-    ioctl(_terminal, TIOCSWINSZ, &size);
     _output = std::make_unique<CapturedStream>(STDOUT_FILENO, _terminal);
   }
   void TearDown() override {
@@ -76,8 +72,7 @@ class ConsoleOnATerminal : public testing::Test {
     return bytes;
   }
 
-  int _controller = posix_openpt(O_RDWR | O_NOCTTY);
-  int _terminal = -1;
+  int _controller = -1, _terminal = -1;
   std::unique_ptr<CapturedStream> _output;
 };
 

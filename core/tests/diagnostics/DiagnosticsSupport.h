@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
@@ -63,7 +62,7 @@ struct StackDeleter {
 };
 using OwnedStack = std::unique_ptr<CallStack, StackDeleter>;
 
-inline OwnedStack madeStack(std::initializer_list<std::uintptr_t> addresses) {
+inline OwnedStack madeStack(const std::vector<std::uintptr_t>& addresses) {
   CallStackFrames* stack = CallStackFrames::allocate();
   stack->addReference();
   for (std::uintptr_t address : addresses) stack->push(address);

@@ -23,14 +23,12 @@ __attribute__((noinline)) void raiseFrom(int value, const char*) {
   if (value >= 0) ORVO_THROW(L"Invalid packet size");
 }
 
-TEST(Exception, RaiseRecordsWhereAndWhatAndIsNoStandardException) {
+static_assert(!std::is_base_of_v<std::exception, Exception>, "caught by its own type only");
+
+TEST(Exception, RaiseRecordsWhereAndWhatAndTheTextsAreCopies) {
   try {
-    try {
-      raiseFrom(1, "x");
-      ADD_FAILURE() << "no exception";
-    } catch (const std::exception&) {
-      ADD_FAILURE() << "caught as std::exception";
-    }
+    raiseFrom(1, "x");
+    ADD_FAILURE() << "no exception";
   } catch (const Exception& e) {
     EXPECT_TRUE(e.file.ends_with(L"/diagnostics/ExceptionTest.cpp"));
     EXPECT_EQ(e.line, raiseLine);
@@ -61,15 +59,12 @@ TEST(Exception, CopiesShareTheStackAndCountIt) {
   first->addRef();  // Held here, to watch the count.
   auto* copy = new Exception(a);
   EXPECT_EQ(copy->callStack, first);
-  EXPECT_EQ(references(first), 3);
   a = b;  // Assigned: the old stack given up, the new one shared.
-  EXPECT_EQ(a.callStack, second);
-  EXPECT_EQ(a.message, L"b");
+  EXPECT_EQ(a.message + L"|" + copy->message, L"b|a");
   EXPECT_EQ(references(first), 2);
   delete copy;  // Copies die in any order; the sanitizers watch this.
   EXPECT_EQ(references(first), 1);
-  Exception& same = a;
-  a = same;  // Neither this nor assigning between holders of one stack frees it.
+  a = *&a;  // Neither this nor assigning between holders of one stack frees it.
   a = b;
   EXPECT_EQ(references(second), 2);
   a = Exception(L"f", 2, L"g", -1, L"no stack");
@@ -104,11 +99,6 @@ TEST(ErrorText, SystemTextsWithoutTrailingLineBreaksAndNoneForUnknownCodes) {
     EXPECT_TRUE(text.empty() || (text.back() != L'\n' && text.back() != L'\r')) << code;
   }
   for (int code : {-1, 41, 134, 1000, INT_MAX, INT_MIN}) EXPECT_EQ(errorString(code), L"") << code;
-  int withText = 0;  // Large steps over the whole range: almost none has a text.
-  for (long long code = INT_MIN; code <= INT_MAX; code += 16777213) {
-    withText += errorString(static_cast<int>(code)).empty() ? 0 : 1;
-  }
-  EXPECT_LE(withText, 2);
 }
 
 TEST(ErrorText, TextIsReadInTheCharacterSetOfTheLocale) {
