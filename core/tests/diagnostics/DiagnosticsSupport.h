@@ -17,14 +17,6 @@
 
 namespace orvo {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kSanitized = true;
-#elif defined(__has_feature)
-constexpr bool kSanitized = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool kSanitized = false;
-#endif
-
 // Points descriptor `stream` at `target`, or at a temporary file whose
 // bytes text() returns, until text() or the end of its life. The C streams
 // are flushed on both edges, so that nothing buffered lands on the wrong side.

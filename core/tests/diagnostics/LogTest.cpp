@@ -73,9 +73,9 @@ std::wstring textOf(std::size_t length) {
 constexpr std::size_t kLengths[] = {0, 255, 256, 32767, 32768, 100000};
 
 TEST(Log, TextsOfAnyLengthArriveWholeFromSmallStacks) {
-  // 64 KiB, and the size of a signal stack (more for the sanitizers).
+  // 64 KiB, and the size of a signal stack.
   const std::size_t signalStack = std::max<std::size_t>(PTHREAD_STACK_MIN, sysconf(_SC_SIGSTKSZ));
-  for (std::size_t stack : {std::size_t{64} << 10, signalStack * (kSanitized ? 4 : 1)}) {
+  for (std::size_t stack : {std::size_t{64} << 10, signalStack}) {
     LogCollector log;
     CapturedStream out(STDOUT_FILENO);
     runOnStackOf(stack, [](void*) -> void* {
