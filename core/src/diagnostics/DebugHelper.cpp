@@ -39,8 +39,6 @@ DebugHelper::DebugHelper() : _library(new platform::DwarfLibrary) {
   detail::openDebugLibrary(*_library, kDebugLibrary);
 }
 
-DebugHelper::~DebugHelper() { delete _library; }
-
 bool DebugHelper::isLoaded() const { return _library->isLoaded(); }
 
 bool DebugHelper::getFunctionName(std::uintptr_t address, std::string& name) const {

@@ -15,9 +15,8 @@ FormattedText::FormattedText(const wchar_t* format, va_list args) {
     // Too long for the stack, or not formattable at all.
     if (length < 0) length = formatOnHeap(format, args);
     _formatted = length >= 0;
-  } catch (const std::bad_alloc&) {
-    // No memory for a long text or a long format: no text.
-  }
+    // Without memory for a long text or a long format there is no text.
+  } catch (const std::bad_alloc&) {}
 }
 
 // Measures, then formats into room for exactly the text. -1 if the text

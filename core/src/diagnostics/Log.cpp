@@ -32,7 +32,7 @@ THandle<ListenerList>* logListeners = nullptr;
 bool logDelivering = false;  // Guarded by the Mutex.
 bool logReady = false;
 
-void tearDown() {
+void tearDown(void* = nullptr) {
   SharedPtr<Mutex>* mutex = nullptr;
   THandle<ListenerList>* listeners = nullptr;
   {
@@ -52,7 +52,7 @@ void setUp() {
   logReady = true;
   if (!logMutex) logMutex = new SharedPtr<Mutex>(new Mutex);
   logListeners = new THandle<ListenerList>(new ListenerList({}));
-  platform::atExit([](void*) { tearDown(); }, nullptr);
+  platform::atExit(tearDown, nullptr);
 }
 
 [[maybe_unused]] const bool logSetUpAtLoad = (setUp(), true);

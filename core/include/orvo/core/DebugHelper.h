@@ -53,9 +53,11 @@ class ORVO_API DebugHelper {
 
  private:
   // Loads the debug library; a failure is logged and leaves the helper
-  // without the entry points that were not found.
+  // without the entry points that were not found. The one instance lives in
+  // static storage to the end of the process and is never destroyed, so
+  // that a crash report or an exit step can still resolve a stack.
   DebugHelper();
-  ~DebugHelper();
+  ~DebugHelper() = delete;
 
   platform::DwarfLibrary* _library;
 };
