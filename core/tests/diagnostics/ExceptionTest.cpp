@@ -90,7 +90,7 @@ TEST(Exception, ReportSendsTheMessageAsItIsThenTheStack) {
 
 std::wstring errorString(int code) { return getErrorString(code).getBuffer(); }
 
-TEST(ErrorText, SystemTextsWithoutTrailingLineBreaksAndNoneForUnknownCodes) {
+TEST(ErrorText, SystemTextsInTheLocalesCharacterSetWithoutLineBreaksNoneForUnknownCodes) {
   EXPECT_EQ(errorString(ENOENT), L"No such file or directory");
   errno = EACCES;
   EXPECT_EQ(std::wstring(getLastErrorString().getBuffer()), L"Permission denied");
@@ -99,9 +99,6 @@ TEST(ErrorText, SystemTextsWithoutTrailingLineBreaksAndNoneForUnknownCodes) {
     EXPECT_TRUE(text.empty() || (text.back() != L'\n' && text.back() != L'\r')) << code;
   }
   for (int code : {-1, 41, 134, 1000, INT_MAX, INT_MIN}) EXPECT_EQ(errorString(code), L"") << code;
-}
-
-TEST(ErrorText, TextIsReadInTheCharacterSetOfTheLocale) {
   // The C library writes its texts in the locale's set, which need not be UTF-8.
   const std::string saved = std::setlocale(LC_CTYPE, nullptr);
   ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
