@@ -6,6 +6,7 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <atomic>
 #include <thread>
 
 #include <orvo/core/DebugHelper.h>
@@ -239,7 +240,14 @@ TEST(DebugHelper, FailedLoadsAreLoggedByNameAndLeaveTheExportedSymbols) {
 TEST(DebugHelper, OneInstanceForAllThreadsFindsModulesLoadedLater) {
   std::vector<DebugHelper*> seen(4);
   std::vector<std::thread> threads;
-  for (auto& slot : seen) threads.emplace_back([&slot] { slot = &DebugHelper::getDebugHelper(); });
+  std::atomic<bool> go{false};  // All at once, so that some wait while the first makes it.
+  for (auto& slot : seen) {
+    threads.emplace_back([&] {
+      while (!go) std::this_thread::yield();
+      slot = &DebugHelper::getDebugHelper();
+    });
+  }
+  go = true;
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(std::count(seen.begin(), seen.end(), &DebugHelper::getDebugHelper()), 4);
   platform::DwarfLibrary symbols;  // One of its own: no exported symbols to fall back on.
