@@ -42,17 +42,13 @@ TEST(Console, OnAFileWritesUtf8TextAndNothingElse) {
   close(saved);
 }
 
-// A pseudo-terminal in raw mode, 100 columns by 40 rows, with standard
+// A pseudo-terminal of 100 columns by 40 rows, with standard
 // output on its terminal end while the test runs.
 class ConsoleOnATerminal : public testing::Test {
  protected:
   void SetUp() override {
     winsize size{40, 100, 0, 0};
-    termios mode{};
     ASSERT_EQ(openpty(&_controller, &_terminal, nullptr, nullptr, &size), 0);
-    ASSERT_EQ(tcgetattr(_terminal, &mode), 0);
-    cfmakeraw(&mode);
-    tcsetattr(_terminal, TCSANOW, &mode);
     _output = std::make_unique<CapturedStream>(STDOUT_FILENO, _terminal);
   }
   void TearDown() override {

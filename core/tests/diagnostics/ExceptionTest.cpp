@@ -31,17 +31,16 @@ TEST(Exception, RaiseRecordsWhereAndWhatAndTheTextsAreCopies) {
     ADD_FAILURE() << "no exception";
   } catch (const Exception& e) {
     EXPECT_TRUE(e.file.ends_with(L"/diagnostics/ExceptionTest.cpp"));
-    EXPECT_EQ(e.line, raiseLine);
-    EXPECT_EQ(e.function, std::wstring(raiseSignature.begin(), raiseSignature.end()));
-    EXPECT_EQ(e.code, -1);
-    EXPECT_EQ(e.message, L"Invalid packet size");
+    const std::wstring signature(raiseSignature.begin(), raiseSignature.end());
+    EXPECT_EQ(std::tie(e.line, e.function, e.code, e.message),
+              std::tuple(raiseLine, signature, -1, L"Invalid packet size"));
     EXPECT_EQ(e.callStack, nullptr);
   }
   std::wstring file = L"src/Stream", function = L"void f()", message = L"int32_t";
   Exception e(file.c_str(), 7, function.c_str(), 3, message.c_str());
   file = function = message = L"#";  // The exception has copies of its own.
-  EXPECT_EQ(e.file + L"|" + e.function + L"|" + e.message, L"src/Stream|void f()|int32_t");
-  EXPECT_EQ(std::pair(e.line, e.code), std::pair(7, 3));
+  EXPECT_EQ(std::tie(e.file, e.line, e.function, e.code, e.message),
+            std::tuple(L"src/Stream", 7, L"void f()", 3, L"int32_t"));
 }
 
 std::int32_t references(const CallStack* stack) { return CallStackFrames::of(*stack).references(); }
