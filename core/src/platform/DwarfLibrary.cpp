@@ -135,9 +135,15 @@ void* DwarfLibrary::findModule(std::uintptr_t address) {
 bool DwarfLibrary::functionName(std::uintptr_t address, std::string& name) {
   if (!_loaded) return false;
   std::lock_guard<std::mutex> guard(_lock);
+  const auto addrName = entry<ModuleAddrName>(_entryPoints, kModuleAddrName);
   auto* module = static_cast<Dwfl_Module*>(findModule(address));
-  if (!module) return false;
-  const char* symbol = entry<ModuleAddrName>(_entryPoints, kModuleAddrName)(module, address);
+  const char* symbol = module ? addrName(module, address) : nullptr;
+  if ((!symbol || !*symbol) && module && readModuleList()) {
+    // A module loaded since the last reading may sit in a gap between the
+    // segments of one read before, which then seemed to hold the address.
+    module = entry<AddrModule>(_entryPoints, kAddrModule)(_session->dwfl, address);
+    symbol = module ? addrName(module, address) : nullptr;
+  }
   if (!symbol || !*symbol) return false;
   name = symbol;
   return true;
