@@ -238,18 +238,19 @@ TEST(DebugHelper, FailedLoadsAreLoggedByNameAndLeaveTheExportedSymbols) {
 }
 
 TEST(DebugHelper, OneInstanceForAllThreadsFindsModulesLoadedLater) {
-  std::vector<DebugHelper*> seen(4);
+  std::vector<DebugHelper*> seen(16);
   std::vector<std::thread> threads;
-  std::atomic<bool> go{false};  // All at once, so that some wait while the first makes it.
+  std::atomic<int> ready{0};  // All at once, so that some wait while the first makes it.
   for (auto& slot : seen) {
     threads.emplace_back([&] {
-      while (!go) std::this_thread::yield();
+      for (++ready; ready < 17;) std::this_thread::yield();
       slot = &DebugHelper::getDebugHelper();
     });
   }
-  go = true;
+  while (ready < 16) std::this_thread::yield();
+  ++ready;
   for (auto& thread : threads) thread.join();
-  EXPECT_EQ(std::count(seen.begin(), seen.end(), &DebugHelper::getDebugHelper()), 4);
+  EXPECT_EQ(std::count(seen.begin(), seen.end(), &DebugHelper::getDebugHelper()), 16);
   platform::DwarfLibrary symbols;  // One of its own: no exported symbols to fall back on.
   detail::openDebugLibrary(symbols, "libdw.so.1");
   std::string name;
