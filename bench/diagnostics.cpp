@@ -3,6 +3,7 @@
 //     (backtrace both in full and stopped at the frames the walk records)
 //   CallStack::getCallStack (the unwinder) on the same stack
 //   construct, throw and catch an Exception           vs  std::runtime_error
+//   Log::error to one listener, short and long         vs  swprintf of the same
 #include <benchmark/benchmark.h>
 #include <execinfo.h>
 
@@ -11,6 +12,10 @@
 #include <orvo/core/CallStack.h>
 #include <orvo/core/DebugHelper.h>
 #include <orvo/core/Exception.h>
+#include <orvo/core/Log.h>
+
+#include <cwchar>
+#include <string>
 
 namespace {
 
@@ -116,6 +121,37 @@ void BM_RuntimeError_ThrowCatch(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_RuntimeError_ThrowCatch);
+
+// Keeps only the length of what it hears.
+struct LengthListener : LogListener {
+  void onError(const wchar_t* message) override { length += std::wcslen(message); }
+  void onWarning(const wchar_t*) override {}
+  void onInformation(const wchar_t*) override {}
+  void onDebug(const wchar_t*) override {}
+  void onWhistle(bool) override {}
+  std::size_t length = 0;
+};
+
+// A message of `state.range(0)` characters: up to 255 it is formatted on the
+// stack, beyond that on the heap.
+void BM_Log_Error(benchmark::State& state) {
+  const std::wstring text(static_cast<std::size_t>(state.range(0)), L'x');
+  LengthListener listener;
+  Log::addListener(&listener);
+  for (auto _ : state) Log::error(L"%d: %s", 42, text.c_str());
+  Log::removeListener(&listener);
+  benchmark::DoNotOptimize(listener.length);
+}
+BENCHMARK(BM_Log_Error)->Arg(40)->Arg(1000);
+
+void BM_Swprintf(benchmark::State& state) {
+  const std::wstring text(static_cast<std::size_t>(state.range(0)), L'x');
+  std::wstring buffer(static_cast<std::size_t>(state.range(0)) + 16, L'\0');
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(std::swprintf(buffer.data(), buffer.size(), L"%d: %ls", 42, text.c_str()));
+  }
+}
+BENCHMARK(BM_Swprintf)->Arg(40)->Arg(1000);
 
 }  // namespace
 

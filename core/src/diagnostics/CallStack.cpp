@@ -11,6 +11,7 @@
 #include <orvo/core/Log.h>
 #include <orvo/core/StringConvert.h>
 
+#include "diagnostics/CallStackFrames.h"
 #include "platform/DebugOutput.h"
 #include "platform/StackWalk.h"
 
@@ -57,69 +58,81 @@ bool describeFrame(const DebugHelper& symbols, std::uintptr_t address, char* lin
 
 CallStack::Callback::~Callback() = default;
 
-CallStack::CallStack()
-    : _refCount(0), _capacity(kChunkEntries), _size(0), _currentChunk(&_firstChunk), _chunkPosition(0) {
-  // The entries are written before they are read; only the link needs a value.
-  _firstChunk.next = nullptr;
+CallStack* CallStack::getCallStack() {
+  CallStackFrames* stack = CallStackFrames::allocate();
+  if (!stack) return nullptr;
+  stack->captureWithUnwinder();
+  stack->addReference();
+  return stack;
 }
 
-CallStack::~CallStack() {
-  CallStackChunk* chunk = _firstChunk.next;
+CallStack* CallStack::getCallStack_fast() {
+  CallStackFrames* stack = CallStackFrames::allocate();
+  if (!stack) return nullptr;
+  stack->captureFramePointers();
+  stack->addReference();
+  return stack;
+}
+
+void CallStack::addRef() { CallStackFrames::of(*this).addReference(); }
+
+void CallStack::destroy() { CallStackFrames::of(*this).release(); }
+
+void CallStack::dump(Callback& callback) {
+  callback.report("Call Stack:");
+  const DebugHelper& symbols = DebugHelper::getDebugHelper();
+  const CallStackFrames& frames = CallStackFrames::of(*this);
+  char line[kLineBytes];
+  for (std::uint32_t i = 0; i < frames.size(); ++i) {
+    if (describeFrame(symbols, frames[i], line)) callback.report(line);
+  }
+}
+
+CallStackFrames::~CallStackFrames() {
+  Chunk* chunk = _firstChunk.next;
   while (chunk) {
-    CallStackChunk* next = chunk->next;
+    Chunk* next = chunk->next;
     std::free(chunk);
     chunk = next;
   }
 }
 
-CallStack* CallStack::allocate() {
-  void* memory = std::malloc(sizeof(CallStack));
-  return memory ? new (memory) CallStack : nullptr;
+CallStackFrames* CallStackFrames::allocate() {
+  void* memory = std::malloc(sizeof(CallStackFrames));
+  return memory ? new (memory) CallStackFrames : nullptr;
 }
 
-CallStack* CallStack::getCallStack() {
-  CallStack* stack = allocate();
-  if (!stack) return nullptr;
-  stack->getStackTrace();
-  stack->addRef();
-  return stack;
-}
+void* CallStackFrames::mallocChunk(std::size_t bytes) { return std::malloc(bytes); }
 
-CallStack* CallStack::getCallStack_fast() {
-  CallStack* stack = allocate();
-  if (!stack) return nullptr;
-  stack->getStackTrace_fast();
-  stack->addRef();
-  return stack;
-}
-
-void CallStack::addRef() { _refCount.fetch_add(1, std::memory_order_relaxed); }
-
-void CallStack::destroy() {
-  if (_refCount.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-  this->~CallStack();
+void CallStackFrames::release() {
+  if (_references.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  this->~CallStackFrames();
   std::free(this);
 }
 
-void CallStack::getStackTrace() {
+void CallStackFrames::captureWithUnwinder() {
   platform::unwindStack(
-      [](void* stack, std::uintptr_t address) { static_cast<CallStack*>(stack)->push(address); },
+      [](void* stack, std::uintptr_t address) { static_cast<CallStackFrames*>(stack)->push(address); },
       this);
 }
 
 // Not inlined, so that the walk starts from a frame of its own whose return
 // address leads into getCallStack_fast.
-__attribute__((noinline)) void CallStack::getStackTrace_fast() {
+__attribute__((noinline)) void CallStackFrames::captureFramePointers() {
   const std::uintptr_t frame = platform::currentFramePointer();
   platform::StackBounds bounds;
   if (!platform::stackBoundsOf(frame, bounds)) return;
   platform::walkFramePointers(frame, bounds, [this](std::uintptr_t address) { push(address); });
 }
 
-void CallStack::push(std::uintptr_t address) {
+void CallStackFrames::push(std::uintptr_t address, ChunkAllocator allocateChunk) {
+  if (_ended) return;
   if (_size == _capacity) {
-    auto* chunk = static_cast<CallStackChunk*>(std::malloc(sizeof(CallStackChunk)));
-    if (!chunk) return;  // Out of memory: the stack ends here.
+    auto* chunk = static_cast<Chunk*>(allocateChunk(sizeof(Chunk)));
+    if (!chunk) {
+      _ended = true;
+      return;
+    }
     chunk->next = nullptr;
     _currentChunk->next = chunk;
     _currentChunk = chunk;
@@ -134,22 +147,23 @@ void CallStack::push(std::uintptr_t address) {
   ++_size;
 }
 
-void CallStack::clear() {
+void CallStackFrames::clear() {
   _size = 0;
   _currentChunk = &_firstChunk;
   _chunkPosition = 0;
+  _ended = false;
 }
 
-std::uintptr_t CallStack::operator[](std::uint32_t index) const {
-  const CallStackChunk* chunk = &_firstChunk;
+std::uintptr_t CallStackFrames::operator[](std::uint32_t index) const {
+  const Chunk* chunk = &_firstChunk;
   for (std::uint32_t hops = index / kChunkEntries; hops > 0; --hops) chunk = chunk->next;
   return chunk->entries[index % kChunkEntries];
 }
 
-bool CallStack::operator==(const CallStack& other) const {
+bool CallStackFrames::operator==(const CallStackFrames& other) const {
   if (_size != other._size) return false;
-  const CallStackChunk* mine = &_firstChunk;
-  const CallStackChunk* theirs = &other._firstChunk;
+  const Chunk* mine = &_firstChunk;
+  const Chunk* theirs = &other._firstChunk;
   for (std::uint32_t i = 0; i < _size; ++i) {
     if (i > 0 && i % kChunkEntries == 0) {
       mine = mine->next;
@@ -158,17 +172,6 @@ bool CallStack::operator==(const CallStack& other) const {
     if (mine->entries[i % kChunkEntries] != theirs->entries[i % kChunkEntries]) return false;
   }
   return true;
-}
-
-void CallStack::dump(Callback& callback) {
-  callback.report("Call Stack:");
-  const DebugHelper& symbols = DebugHelper::getDebugHelper();
-  char line[kLineBytes];
-  const CallStackChunk* chunk = &_firstChunk;
-  for (std::uint32_t i = 0; i < _size; ++i) {
-    if (i > 0 && i % kChunkEntries == 0) chunk = chunk->next;
-    if (describeFrame(symbols, chunk->entries[i % kChunkEntries], line)) callback.report(line);
-  }
 }
 
 void DumpCallStack_VS::report(const char* line) {

@@ -6,6 +6,7 @@
 #include <orvo/core/Log.h>
 #include <orvo/core/SpinLock.h>
 
+#include "diagnostics/DebugSymbols.h"
 #include "platform/DwarfLibrary.h"
 #include "platform/Symbols.h"
 
@@ -28,15 +29,31 @@ DebugHelper& DebugHelper::getDebugHelper() {
     // Static storage, never destroyed: a crash report or an exit step may
     // still resolve a stack after every destructor has run.
     alignas(DebugHelper) static unsigned char storage[sizeof(DebugHelper)];
-    helper = new (storage) DebugHelper(kDebugLibrary);
+    helper = new (storage) DebugHelper;
     debugHelper.store(helper, std::memory_order_release);
   }
   return *helper;
 }
 
-DebugHelper::DebugHelper(const char* libraryName) : _library(new platform::DwarfLibrary) {
+DebugHelper::DebugHelper() : _library(new platform::DwarfLibrary) {
+  detail::openDebugLibrary(*_library, kDebugLibrary);
+}
+
+bool DebugHelper::isLoaded() const { return _library->isLoaded(); }
+
+bool DebugHelper::getFunctionName(std::uintptr_t address, std::string& name) const {
+  return detail::functionName(*_library, address, name);
+}
+
+bool DebugHelper::getFileAndLine(std::uintptr_t address, std::string& file, int& line) const {
+  return _library->fileAndLine(address, file, line);
+}
+
+namespace detail {
+
+void openDebugLibrary(platform::DwarfLibrary& library, const char* libraryName) {
   const char* missing = nullptr;
-  switch (_library->open(libraryName, missing)) {
+  switch (library.open(libraryName, missing)) {
     case platform::DwarfLibrary::LoadResult::Loaded:
       break;
     case platform::DwarfLibrary::LoadResult::LibraryMissing:
@@ -50,13 +67,9 @@ DebugHelper::DebugHelper(const char* libraryName) : _library(new platform::Dwarf
   }
 }
 
-DebugHelper::~DebugHelper() { delete _library; }
-
-bool DebugHelper::isLoaded() const { return _library->isLoaded(); }
-
-bool DebugHelper::getFunctionName(std::uintptr_t address, std::string& name) const {
+bool functionName(platform::DwarfLibrary& library, std::uintptr_t address, std::string& name) {
   std::string symbol;
-  if (_library->functionName(address, symbol)) {
+  if (library.functionName(address, symbol)) {
     // A full symbol table may name a versioned symbol, "name@@VERSION".
     const std::size_t version = symbol.find('@');
     if (version != std::string::npos && version > 0) symbol.resize(version);
@@ -66,9 +79,7 @@ bool DebugHelper::getFunctionName(std::uintptr_t address, std::string& name) con
   return platform::dynamicSymbolName(address, name);
 }
 
-bool DebugHelper::getFileAndLine(std::uintptr_t address, std::string& file, int& line) const {
-  return _library->fileAndLine(address, file, line);
-}
+}  // namespace detail
 
 // Low-level input hooks are a Windows facility; here there is none to set.
 bool setUpWindowsHook() { return true; }

@@ -1,34 +1,37 @@
 // FormattedText.h: one message formatted once, for the log and the console.
 //
-// The text is formatted into a stack buffer of 32768 wide characters, so a
-// message of up to 32767 characters costs no allocation; a longer one goes to
-// a Buffer on the heap. Nothing is cut. Make it on the stack:
+// A text of up to 255 characters is formatted on the stack (1 KiB, so that
+// a thread with a small stack or a signal stack can log); a longer one goes
+// to the heap, whatever its length. Nothing is cut. Make it on the stack, on
+// the thread that uses it:
 //
 //   FormattedText text(format, args);
 //   if (text.get()) deliver(text.get());
 #pragma once
 
 #include <cstdarg>
+#include <cstddef>
 
-#include <orvo/core/Buffer.h>
+#include "text/TextScratch.h"
 
 namespace orvo {
 
 class FormattedText {
  public:
-  static constexpr int kStackCharacters = 32768;
+  static constexpr std::size_t kStackCharacters = 256;
 
   FormattedText(const wchar_t* format, va_list args);
   FormattedText(const FormattedText&) = delete;
   FormattedText& operator=(const FormattedText&) = delete;
 
-  // The text, or null if it could not be formatted.
-  const wchar_t* get() const { return _text; }
+  // The text, or null if it could not be formatted or had no room.
+  const wchar_t* get() const { return _formatted ? _text.data() : nullptr; }
 
  private:
-  wchar_t _stack[kStackCharacters];
-  Buffer _heap;
-  const wchar_t* _text = nullptr;
+  int formatOnHeap(const wchar_t* format, va_list args);
+
+  TextScratch<wchar_t, kStackCharacters> _text;
+  bool _formatted = false;
 };
 
 }  // namespace orvo

@@ -1,7 +1,6 @@
 #include <orvo/core/Log.h>
 
 #include <cstdarg>
-#include <cstdlib>
 #include <vector>
 
 #include <orvo/core/Mutex.h>
@@ -11,6 +10,7 @@
 
 #include "diagnostics/FormattedText.h"
 #include "diagnostics/LogState.h"
+#include "platform/Process.h"
 
 namespace orvo {
 namespace {
@@ -32,7 +32,7 @@ THandle<ListenerList>* logListeners = nullptr;
 bool logDelivering = false;  // Guarded by the Mutex.
 bool logReady = false;
 
-void tearDown() {
+void tearDown(void* = nullptr) {
   SharedPtr<Mutex>* mutex = nullptr;
   THandle<ListenerList>* listeners = nullptr;
   {
@@ -52,7 +52,7 @@ void setUp() {
   logReady = true;
   if (!logMutex) logMutex = new SharedPtr<Mutex>(new Mutex);
   logListeners = new THandle<ListenerList>(new ListenerList({}));
-  std::atexit(tearDown);
+  platform::atExit(tearDown, nullptr);
 }
 
 [[maybe_unused]] const bool logSetUpAtLoad = (setUp(), true);

@@ -1,4 +1,5 @@
-// LogState.h: internal control of the log's process-wide state.
+// LogState.h: internal control of the log's process-wide state. The
+// teardown takes the log's own lock and may run on any thread.
 #pragma once
 
 namespace orvo::detail {

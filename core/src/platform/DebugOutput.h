@@ -1,5 +1,6 @@
 // DebugOutput.h: the channel that a debugger or a developer watches for the
-// library's diagnostic text. On this platform it is standard error.
+// library's diagnostic text. On this platform it is standard error. Any
+// thread may write; the texts of several threads may interleave.
 #pragma once
 
 namespace orvo::platform {

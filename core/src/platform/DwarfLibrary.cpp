@@ -1,45 +1,31 @@
 #include "platform/DwarfLibrary.h"
 
 #include <dlfcn.h>
+#include <elfutils/libdw.h>
+#include <elfutils/libdwfl.h>
 #include <unistd.h>
 
 namespace orvo::platform {
 namespace {
 
-// The few declarations of libdw's session interface that are used here,
-// written out so that building needs no elfutils headers. They follow
-// elfutils' libdwfl.h, whose interface is stable.
-struct Dwfl;
-struct Dwfl_Module;
-struct Dwfl_Line;
-struct Dwarf_Die;
-struct Dwarf_Line;
-using Address = std::uint64_t;
-using FindElf = int (*)(Dwfl_Module*, void**, const char*, Address, char**, void**);
-using FindDebugInfo = int (*)(Dwfl_Module*, void**, const char*, Address, const char*,
-                              const char*, std::uint32_t, char**);
-struct Dwfl_Callbacks {
-  FindElf findElf;
-  FindDebugInfo findDebugInfo;
-  void* sectionAddress;  // Only for relocatable files, which a process has none of.
-  char** debugInfoPath;
-};
-
-using Begin = Dwfl* (*)(const Dwfl_Callbacks*);
-using End = void (*)(Dwfl*);
-using ReportBegin = void (*)(Dwfl*);
-using ProcReport = int (*)(Dwfl*, pid_t);
-using ReportEnd = int (*)(Dwfl*, void*, void*);
-using AddrModule = Dwfl_Module* (*)(Dwfl*, Address);
-using ModuleAddrName = const char* (*)(Dwfl_Module*, Address);
-using ModuleGetSrc = Dwfl_Line* (*)(Dwfl_Module*, Address);
-using LineInfo = const char* (*)(Dwfl_Line*, Address*, int*, int*, std::uint64_t*,
-                                 std::uint64_t*);
-using ModuleNextCu = Dwarf_Die* (*)(Dwfl_Module*, Dwarf_Die*, Address*);
-using HasPc = int (*)(Dwarf_Die*, Address);
-using GetSrcDie = Dwarf_Line* (*)(Dwarf_Die*, Address);
-using LineSrc = const char* (*)(Dwarf_Line*, std::uint64_t*, std::uint64_t*);
-using LineNo = int (*)(Dwarf_Line*, int*);
+// The entry points' types come from elfutils' own declarations; the
+// library itself is opened at run time, so nothing links against it.
+using Begin = decltype(&dwfl_begin);
+using End = decltype(&dwfl_end);
+using FindElf = decltype(&dwfl_linux_proc_find_elf);
+using FindDebugInfo = decltype(&dwfl_standard_find_debuginfo);
+using ReportBegin = decltype(&dwfl_report_begin);
+using ProcReport = decltype(&dwfl_linux_proc_report);
+using ReportEnd = decltype(&dwfl_report_end);
+using AddrModule = decltype(&dwfl_addrmodule);
+using ModuleAddrName = decltype(&dwfl_module_addrname);
+using ModuleGetSrc = decltype(&dwfl_module_getsrc);
+using LineInfo = decltype(&dwfl_lineinfo);
+using ModuleNextCu = decltype(&dwfl_module_nextcu);
+using HasPc = decltype(&dwarf_haspc);
+using GetSrcDie = decltype(&dwarf_getsrc_die);
+using LineSrc = decltype(&dwarf_linesrc);
+using LineNo = decltype(&dwarf_lineno);
 
 // Positions in kEntryPointNames.
 enum EntryPoint {
@@ -123,9 +109,9 @@ DwarfLibrary::LoadResult DwarfLibrary::open(const char* libraryName, const char*
 bool DwarfLibrary::readModuleList() {
   if (!_session) {
     _session = new Session;
-    _session->callbacks.findElf = entry<FindElf>(_entryPoints, kProcFindElf);
-    _session->callbacks.findDebugInfo = entry<FindDebugInfo>(_entryPoints, kStandardFindDebugInfo);
-    _session->callbacks.debugInfoPath = &_session->debugInfoPath;
+    _session->callbacks.find_elf = entry<FindElf>(_entryPoints, kProcFindElf);
+    _session->callbacks.find_debuginfo = entry<FindDebugInfo>(_entryPoints, kStandardFindDebugInfo);
+    _session->callbacks.debuginfo_path = &_session->debugInfoPath;
     _session->dwfl = entry<Begin>(_entryPoints, kBegin)(&_session->callbacks);
   }
   if (!_session->dwfl) return false;
@@ -149,9 +135,15 @@ void* DwarfLibrary::findModule(std::uintptr_t address) {
 bool DwarfLibrary::functionName(std::uintptr_t address, std::string& name) {
   if (!_loaded) return false;
   std::lock_guard<std::mutex> guard(_lock);
+  const auto addrName = entry<ModuleAddrName>(_entryPoints, kModuleAddrName);
   auto* module = static_cast<Dwfl_Module*>(findModule(address));
-  if (!module) return false;
-  const char* symbol = entry<ModuleAddrName>(_entryPoints, kModuleAddrName)(module, address);
+  const char* symbol = module ? addrName(module, address) : nullptr;
+  if ((!symbol || !*symbol) && module && readModuleList()) {
+    // A module loaded since the last reading may sit in a gap between the
+    // segments of one read before, which then seemed to hold the address.
+    module = entry<AddrModule>(_entryPoints, kAddrModule)(_session->dwfl, address);
+    symbol = module ? addrName(module, address) : nullptr;
+  }
   if (!symbol || !*symbol) return false;
   name = symbol;
   return true;
@@ -179,10 +171,10 @@ bool DwarfLibrary::fileAndLine(std::uintptr_t address, std::string& file, int& l
 bool DwarfLibrary::lineOfUnitWithoutIndex(void* module, std::uintptr_t address, std::string& file,
                                           int& line) {
   const auto nextUnit = entry<ModuleNextCu>(_entryPoints, kModuleNextCu);
-  Address bias = 0;
+  Dwarf_Addr bias = 0;
   for (Dwarf_Die* unit = nextUnit(static_cast<Dwfl_Module*>(module), nullptr, &bias); unit;
        unit = nextUnit(static_cast<Dwfl_Module*>(module), unit, &bias)) {
-    const Address inUnit = address - bias;
+    const Dwarf_Addr inUnit = address - bias;
     if (entry<HasPc>(_entryPoints, kHasPc)(unit, inUnit) <= 0) continue;
     Dwarf_Line* found = entry<GetSrcDie>(_entryPoints, kGetSrcDie)(unit, inUnit);
     if (!found) return false;

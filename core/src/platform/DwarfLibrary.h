@@ -1,6 +1,8 @@
 // DwarfLibrary.h: file, line and function names from the debug information
 // of the loaded modules, through elfutils' libdw, which is opened at run time
-// so that the library runs where it is not installed.
+// so that the library runs where it is not installed. libdw is not safe for
+// threads: every look-up runs under a lock of the object, so one object may
+// be shared between threads.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
-// Process.h: process-wide services of the platform layer.
+// Process.h: process-wide services of the platform layer. Any thread may
+// call them.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +8,9 @@ namespace orvo::platform {
 
 std::uint32_t processId();
 
-// Registers `step(argument)` to run at process exit (or when this library is
-// unloaded), after every step registered later, as atexit does.
+// Registers `step(argument)` to run at process exit, or when this library is
+// unloaded if that comes first, after every step registered later, as
+// atexit does. Every exit step of the library goes through here.
 void atExit(void (*step)(void*), void* argument);
 
 }  // namespace orvo::platform

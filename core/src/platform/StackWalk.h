@@ -4,7 +4,8 @@
 // Two walks: one through the unwinder, which reads the call-frame tables of
 // every module and so steps over code built without frame pointers, and one
 // along the chain of saved frame pointers, which costs a few loads a frame
-// but stops at the first frame that does not keep the chain.
+// but stops at the first frame that does not keep the chain. Each walk reads
+// the calling thread's own stack only, so any thread may walk at any time.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,6 @@
 // Symbols.h: names of code addresses from what every process has loaded,
-// without any debug library.
+// without any debug library. The functions keep no state; any thread may
+// call them.
 #pragma once
 
 #include <cstdint>

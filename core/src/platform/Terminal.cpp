@@ -8,11 +8,24 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <string>
 
 namespace orvo::platform {
 namespace {
 
 constexpr int kCursorAnswerMilliseconds = 250;
+constexpr std::uint16_t kDefaultAttributes = 7;
+constexpr std::uint16_t kReverseVideo = 0x4000;
+constexpr std::uint16_t kUnderscore = 0x8000;
+
+// The console numbers its colours with blue in bit 0 and red in bit 2;
+// the terminal's colour numbers have them the other way round.
+constexpr int kTerminalColour[8] = {0, 4, 2, 6, 1, 5, 3, 7};
+
+void writeSequence(const std::string& sequence) {
+  writeStandardOutput(sequence.data(), sequence.size());
+  flushStandardOutput();
+}
 
 // Puts the terminal into non-canonical mode without echo while it lives, so
 // that the answer to a query arrives at once and does not show on screen.
@@ -92,6 +105,25 @@ void writeStandardOutput(const char* bytes, std::size_t count) {
 }
 
 void flushStandardOutput() { std::fflush(stdout); }
+
+void setTerminalAttributes(std::uint16_t attributes) {
+  const int foreground = attributes & 0x0F;
+  const int background = (attributes >> 4) & 0x0F;
+  std::string sequence = "\x1b[0";
+  if (foreground != kDefaultAttributes) {
+    sequence += ';' + std::to_string((foreground & 8 ? 90 : 30) + kTerminalColour[foreground & 7]);
+  }
+  if (background != 0) {
+    sequence += ';' + std::to_string((background & 8 ? 100 : 40) + kTerminalColour[background & 7]);
+  }
+  if (attributes & kUnderscore) sequence += ";4";
+  if (attributes & kReverseVideo) sequence += ";7";
+  writeSequence(sequence + 'm');
+}
+
+void setTerminalCursor(int column, int row) {
+  writeSequence("\x1b[" + std::to_string(row + 1) + ';' + std::to_string(column + 1) + 'H');
+}
 
 bool terminalSize(int& columns, int& rows) {
   winsize size{};

@@ -17,46 +17,19 @@ bool isIntegerConversion(wchar_t c) {
   return c == L'd' || c == L'i' || c == L'u' || c == L'x' || c == L'X' || c == L'o';
 }
 
-// Appends to a growing output without allocating while it fits inline.
-class FormatWriter {
- public:
-  FormatWriter(wchar_t* inlineBuffer, std::size_t capacity, std::wstring& heap)
-      : _inline(inlineBuffer), _capacity(capacity), _heap(heap) {}
-
-  void put(wchar_t c) {
-    if (_heap.empty() && _length + 1 < _capacity) {
-      _inline[_length++] = c;
-      return;
-    }
-    if (_heap.empty()) _heap.assign(_inline, _length);
-    _heap.push_back(c);
-    ++_length;
-  }
-  void put(const wchar_t* text) {
-    while (*text) put(*text++);
-  }
-  void finish() {
-    if (_heap.empty()) _inline[_length] = 0;
-  }
-
- private:
-  wchar_t* _inline;
-  std::size_t _capacity;
-  std::wstring& _heap;
-  std::size_t _length = 0;
-};
+using FormatWriter = TextScratch<wchar_t, 128>;
 
 // Copies one conversion, starting after its '%', and returns the position
 // after it. Flags, width and precision pass through; the size prefix and the
 // conversion letter are rewritten.
 const wchar_t* translateConversion(const wchar_t* p, FormatWriter& out) {
-  while (isFlag(*p)) out.put(*p++);
-  if (*p == L'*') out.put(*p++);
-  while (isDigit(*p)) out.put(*p++);
+  while (isFlag(*p)) out.push(*p++);
+  if (*p == L'*') out.push(*p++);
+  while (isDigit(*p)) out.push(*p++);
   if (*p == L'.') {
-    out.put(*p++);
-    if (*p == L'*') out.put(*p++);
-    while (isDigit(*p)) out.put(*p++);
+    out.push(*p++);
+    if (*p == L'*') out.push(*p++);
+    while (isDigit(*p)) out.push(*p++);
   }
 
   enum class Size { None, Narrow, Wide, Int64, Int32, Pointer, Other };
@@ -91,37 +64,37 @@ const wchar_t* translateConversion(const wchar_t* p, FormatWriter& out) {
     bool wide = conversion == L's' || conversion == L'c';
     if (size == Size::Narrow) wide = false;
     if (size == Size::Wide) wide = true;
-    if (wide) out.put(L'l');
-    out.put(text ? L's' : L'c');
+    if (wide) out.push(L'l');
+    out.push(text ? L's' : L'c');
     return p;
   }
-  if (size == Size::Int64 && isIntegerConversion(conversion)) out.put(L"ll");
-  if (size == Size::Pointer && isIntegerConversion(conversion)) out.put(L'z');
+  if (size == Size::Int64 && isIntegerConversion(conversion)) out.append(L"ll", 2);
+  if (size == Size::Pointer && isIntegerConversion(conversion)) out.push(L'z');
   if (size == Size::Other) {
-    for (const wchar_t* q = other; q != p - 1; ++q) out.put(*q);
+    for (const wchar_t* q = other; q != p - 1; ++q) out.push(*q);
   }
-  out.put(conversion);
+  out.push(conversion);
   return p;
 }
 
 }  // namespace
 
 TranslatedFormat::TranslatedFormat(const wchar_t* format) {
-  FormatWriter out(_inline, kInlineCapacity, _heap);
+  FormatWriter& out = _text;
   const wchar_t* p = format ? format : L"";
   while (*p) {
     if (*p != L'%') {
-      out.put(*p++);
+      out.push(*p++);
       continue;
     }
-    out.put(*p++);
+    out.push(*p++);
     if (*p == L'%') {
-      out.put(*p++);
+      out.push(*p++);
       continue;
     }
     p = translateConversion(p, out);
   }
-  out.finish();
+  out.push(0);
 }
 
 int formatWide(wchar_t* buffer, std::size_t capacity, const wchar_t* format, va_list args) {

@@ -5,29 +5,29 @@
 // character, "%C" a narrow one, and "%I64d" a 64-bit integer. glibc reads them
 // otherwise, so every wide formatting call goes through these functions, which
 // rewrite the format to glibc's conventions first. Nothing else calls
-// vswprintf.
+// vswprintf. The functions keep no state; any thread may call them.
 #pragma once
 
 #include <cstdarg>
 #include <cstddef>
-#include <string>
+
+#include "text/TextScratch.h"
 
 namespace orvo::platform {
 
-// A format rewritten to glibc's conventions. Short formats live on the stack,
-// so that formatting a message allocates nothing.
+// A format rewritten to glibc's conventions. A format of up to 127
+// characters stays on the stack (512 bytes), so that formatting a message
+// allocates nothing; a longer one goes to the heap.
 class TranslatedFormat {
  public:
   explicit TranslatedFormat(const wchar_t* format);
   TranslatedFormat(const TranslatedFormat&) = delete;
   TranslatedFormat& operator=(const TranslatedFormat&) = delete;
 
-  const wchar_t* get() const { return _heap.empty() ? _inline : _heap.c_str(); }
+  const wchar_t* get() const { return _text.data(); }
 
  private:
-  static constexpr std::size_t kInlineCapacity = 256;
-  wchar_t _inline[kInlineCapacity];
-  std::wstring _heap;
+  TextScratch<wchar_t, 128> _text;
 };
 
 // Writes the formatted text into `buffer` of `capacity` wide characters,

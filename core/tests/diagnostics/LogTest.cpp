@@ -1,168 +1,129 @@
-// Log: delivery to listeners, recursion, failures, long texts, threads and
-// teardown.
+// Log: delivery to listeners, recursion, failures, texts of any length on
+// small stacks (with Console), threads and teardown.
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+
 #include <atomic>
-#include <cstdlib>
-#include <functional>
-#include <mutex>
 #include <stdexcept>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include <orvo/core/Log.h>
+#include <orvo/core/Console.h>
 
+#include "diagnostics/DiagnosticsSupport.h"
 #include "diagnostics/LogState.h"
 
 namespace orvo {
 namespace {
 
-// Keeps every message with its severity.
-class Collector : public LogListener {
- public:
-  std::vector<std::wstring> messages;
-  std::vector<bool> whistles;
-  std::function<void(const wchar_t*)> hook;
-
-  void onError(const wchar_t* m) override { take(L"E:", m); }
-  void onWarning(const wchar_t* m) override { take(L"W:", m); }
-  void onInformation(const wchar_t* m) override { take(L"I:", m); }
-  void onDebug(const wchar_t* m) override { take(L"D:", m); }
-  void onWhistle(bool on) override { whistles.push_back(on); }
-
- private:
-  void take(const wchar_t* severity, const wchar_t* m) {
-    messages.push_back(std::wstring(severity) + m);
-    if (hook) hook(m);
-  }
-};
-
-// Registers listeners for one test and removes them after it.
-class LogTest : public ::testing::Test {
- protected:
-  void listen(LogListener* listener) {
-    Log::addListener(listener);
-    _added.push_back(listener);
-  }
-  void TearDown() override {
-    for (LogListener* listener : _added) Log::removeListener(listener);
-  }
-
- private:
-  std::vector<LogListener*> _added;
-};
-
-TEST_F(LogTest, SeveritiesReachTheirSlotsFormatted) {
-  Collector collector;
-  listen(&collector);
+TEST(Log, SeveritiesReachTheirSlotsFormatted) {
+  LogCollector log;
   Log::error(L"%s=%d", L"code", -1);
   Log::warning(L"%S and %c", "narrow", L'w');
-  Log::information(L"%I64d", static_cast<long long>(1) << 40);
+  Log::information(L"%I64d", 1LL << 40);
   Log::debug(L"100%%");
+  Log::debug(L"%S", "\xFF");  // Not a character in the C locale: the format arrives.
   Log::whistle(true);
   Log::whistle(false);
-  EXPECT_EQ(collector.messages,
-            (std::vector<std::wstring>{L"E:code=-1", L"W:narrow and w", L"I:1099511627776", L"D:100%"}));
-  EXPECT_EQ(collector.whistles, (std::vector<bool>{true, false}));
+  EXPECT_EQ(log.errors, Texts{L"code=-1"});
+  EXPECT_EQ(log.warnings, Texts{L"narrow and w"});
+  EXPECT_EQ(log.information, Texts{L"1099511627776"});
+  EXPECT_EQ(log.debug, (Texts{L"100%", L"%S"}));
+  EXPECT_EQ(log.whistles, (std::vector<bool>{true, false}));
 }
 
-TEST_F(LogTest, ListenersInOrderOfRegistrationAndOnceEach) {
-  std::vector<int> order;
-  Collector first, second;
-  first.hook = [&](const wchar_t*) { order.push_back(1); };
-  second.hook = [&](const wchar_t*) { order.push_back(2); };
-  listen(&first);
-  listen(&second);
-  Log::addListener(&first);  // Twice: still one copy.
+TEST(Log, ListenersHearOnceEachInOrderUntilRemovedWhateverTheOthersDo) {
+  LogCollector logging, throwing, last;
+  std::vector<const LogCollector*> order;
+  logging.hook = [&](const wchar_t*) { order.push_back(&logging), Log::error(L"inner"); };
+  throwing.hook = [&](const wchar_t*) { order.push_back(&throwing), throw std::runtime_error(""); };
+  last.hook = [&](const wchar_t*) { order.push_back(&last); };
+  Log::addListener(&logging);  // Twice: still one copy.
   Log::addListener(nullptr);
-  Log::error(L"x");
-  EXPECT_EQ(order, (std::vector<int>{1, 2}));
-}
-
-TEST_F(LogTest, RemovedListenerHearsNothing) {
-  Collector collector;
-  Log::addListener(&collector);
-  Log::removeListener(&collector);
-  Log::removeListener(&collector);  // Not there any more: ignored.
-  Log::removeListener(nullptr);
-  Log::error(L"lost");
-  EXPECT_TRUE(collector.messages.empty());
-}
-
-TEST_F(LogTest, MessageFromInsideAListenerIsDropped) {
-  Collector collector, other;
-  collector.hook = [](const wchar_t*) { Log::error(L"inner"); };
-  listen(&collector);
-  listen(&other);
-  Log::error(L"outer");
-  EXPECT_EQ(collector.messages, (std::vector<std::wstring>{L"E:outer"}));
-  EXPECT_EQ(other.messages, (std::vector<std::wstring>{L"E:outer"}));
-}
-
-TEST_F(LogTest, ThrowingListenerIsSkippedAndStaysRegistered) {
-  Collector thrower, after;
-  thrower.hook = [](const wchar_t*) { throw std::runtime_error("listener failed"); };
-  listen(&thrower);
-  listen(&after);
   EXPECT_NO_THROW(Log::warning(L"first"));
-  EXPECT_NO_THROW(Log::warning(L"second"));
-  EXPECT_EQ(after.messages.size(), 2u);
-  EXPECT_EQ(thrower.messages.size(), 2u);
+  EXPECT_EQ(order, (std::vector<const LogCollector*>{&logging, &throwing, &last}));
+  Log::removeListener(&logging);
+  Log::removeListener(&logging);  // Not there any more: ignored, as null is.
+  Log::removeListener(nullptr);
+  Log::warning(L"second");
+  EXPECT_EQ(logging.warnings, Texts{L"first"});  // The inner message reached no one.
+  EXPECT_EQ(throwing.warnings, (Texts{L"first", L"second"}));  // A thrower stays.
+  EXPECT_EQ(last.warnings, (Texts{L"first", L"second"}));
+  EXPECT_TRUE(last.errors.empty());
 }
 
-TEST_F(LogTest, LongTextsArriveWhole) {
-  Collector collector;
-  listen(&collector);
-  for (std::size_t length : {32766u, 32767u, 32768u, 100000u}) {
-    collector.messages.clear();
-    std::wstring text(length, L'a');
-    text.back() = L'z';
-    Log::debug(L"%s", text.c_str());
-    ASSERT_EQ(collector.messages.size(), 1u);
-    EXPECT_EQ(collector.messages[0].size(), length + 2) << length;
-    EXPECT_EQ(collector.messages[0].back(), L'z');
+// Runs `work` on a thread with a stack of `bytes`, above a guard area wide
+// enough that a frame too big for the stack faults instead of writing over
+// whatever lies below.
+void runOnStackOf(std::size_t bytes, void* (*work)(void*)) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, bytes), 0);
+  pthread_attr_setguardsize(&attributes, std::size_t{1} << 20);
+  pthread_t thread;
+  ASSERT_EQ(pthread_create(&thread, &attributes, work, nullptr), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+}
+
+std::wstring textOf(std::size_t length) {
+  return length == 0 ? L"" : std::wstring(length - 1, L'a') + L'z';
+}
+
+constexpr std::size_t kLengths[] = {0, 255, 256, 32767, 32768, 100000};
+
+TEST(Log, TextsOfAnyLengthArriveWholeFromSmallStacks) {
+  // 64 KiB, and the size of a signal stack.
+  const std::size_t signalStack = std::max<std::size_t>(PTHREAD_STACK_MIN, sysconf(_SC_SIGSTKSZ));
+  for (std::size_t stack : {std::size_t{64} << 10, signalStack}) {
+    LogCollector log;
+    CapturedStream out(STDOUT_FILENO);
+    runOnStackOf(stack, [](void*) -> void* {
+      for (std::size_t length : kLengths) {
+        Log::debug(L"<%s>", textOf(length).c_str());
+        Console::output(L"%s", textOf(length).c_str());
+      }
+      return nullptr;
+    });
+    std::string printed;
+    ASSERT_EQ(log.debug.size(), std::size(kLengths)) << stack;
+    for (std::size_t i = 0; i < std::size(kLengths); ++i) {
+      EXPECT_EQ(log.debug[i], L"<" + textOf(kLengths[i]) + L">") << kLengths[i];
+      for (wchar_t c : textOf(kLengths[i])) printed += static_cast<char>(c);
+    }
+    EXPECT_EQ(out.text(), printed) << stack;
   }
 }
 
-TEST_F(LogTest, ListenersChangeWhileAnotherThreadDelivers) {
-  // Counts only; the listeners run on the logging threads.
-  struct Counter : LogListener {
-    std::atomic<int> count{0};
+TEST(Log, ListenersChangeWhileAnotherThreadDelivers) {
+  struct Counter : LogCollector {
     void onError(const wchar_t*) override { ++count; }
-    void onWarning(const wchar_t*) override {}
-    void onInformation(const wchar_t*) override {}
-    void onDebug(const wchar_t*) override {}
-    void onWhistle(bool) override {}
-  };
-  Counter steady;
-  std::vector<Counter> churn(8);
-  listen(&steady);
+    std::atomic<int> count{0};
+  } steady, churn[8];
   std::atomic<bool> done{false};
   std::thread logger([&] {
     for (int i = 0; i < 2000; ++i) Log::error(L"message %d", i);
     done = true;
   });
   while (!done) {
-    for (auto& listener : churn) Log::addListener(&listener);
-    for (auto& listener : churn) Log::removeListener(&listener);
+    for (Counter& listener : churn) Log::removeListener(&listener);
+    for (Counter& listener : churn) Log::addListener(&listener);
   }
   logger.join();
   EXPECT_EQ(steady.count.load(), 2000);
 }
 
-TEST(LogTeardownTest, SilentAfterTeardown) {
+TEST(LogDeathTest, SilentAfterTeardown) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
-        Collector collector;
-        Log::addListener(&collector);
+        LogCollector log;
         Log::error(L"before");
         detail::tearDownLog();
         Log::error(L"after");
-        Log::addListener(&collector);  // No new setup after teardown.
+        Log::addListener(&log);  // No new setup after teardown.
         Log::error(L"after again");
-        std::_Exit(collector.messages.size() == 1 ? 0 : 1);
+        std::_Exit(log.errors == Texts{L"before"} ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
 }

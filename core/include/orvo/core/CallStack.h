@@ -14,12 +14,12 @@
 //   stack->dump(toScreen);   // "Call Stack:", then one line a frame
 //   stack->destroy();
 //
-// A stack is captured on the thread that it describes and can then be read
-// from any thread.
+// A stack is captured on the thread that it describes and is not changed
+// afterwards: it can then be read and dumped from any thread, and addRef and
+// destroy are atomic. The debug library behind dump is used under a lock of
+// its own, so dumps of several threads take turns there. The Callback
+// classes keep no state of their own.
 #pragma once
-
-#include <atomic>
-#include <cstdint>
 
 #include <orvo/core/Export.h>
 
@@ -52,32 +52,11 @@ class ORVO_API CallStack {
   CallStack& operator=(const CallStack&) = delete;
 
  private:
-  static constexpr std::uint32_t kChunkEntries = 32;
-
-  struct CallStackChunk {
-    CallStackChunk* next;
-    std::uintptr_t entries[kChunkEntries];
-  };
-
-  CallStack();
-  ~CallStack();
-  static CallStack* allocate();
-  friend class CallStackTest;
-
-  void getStackTrace();
-  void getStackTrace_fast();
-  void push(std::uintptr_t address);
-  void clear();
-  std::uint32_t size() const { return _size; }
-  std::uintptr_t operator[](std::uint32_t index) const;
-  bool operator==(const CallStack& other) const;
-
-  std::atomic<std::int32_t> _refCount;
-  std::uint32_t _capacity;
-  std::uint32_t _size;
-  CallStackChunk _firstChunk;
-  CallStackChunk* _currentChunk;
-  std::uint32_t _chunkPosition;
+  // Every stack is made by getCallStack or getCallStack_fast, as the
+  // library's own CallStackFrames, which holds the addresses.
+  friend class CallStackFrames;
+  CallStack() = default;
+  ~CallStack() = default;
 };
 
 // Sends each line to the debugger's channel, which is standard error here,

@@ -11,6 +11,10 @@
 //   DebugHelper& symbols = DebugHelper::getDebugHelper();
 //   if (symbols.getFileAndLine(address, file, line)) ...
 //
+// The instance may be shared by all threads: each look-up in the debug
+// library runs under a lock of the helper, since that library is not safe
+// for threads.
+//
 // Windows low-level input hooks have no counterpart on this platform:
 // setUpWindowsHook installs nothing and answers true, and
 // tearDownWindowsHook has nothing to remove.
@@ -48,11 +52,12 @@ class ORVO_API DebugHelper {
   bool getFileAndLine(std::uintptr_t address, std::string& file, int& line) const;
 
  private:
-  // Loads `libraryName`; a failure is logged and leaves the helper without
-  // the entry points that were not found.
-  explicit DebugHelper(const char* libraryName);
-  ~DebugHelper();
-  friend class DebugHelperTest;
+  // Loads the debug library; a failure is logged and leaves the helper
+  // without the entry points that were not found. The one instance lives in
+  // static storage to the end of the process and is never destroyed, so
+  // that a crash report or an exit step can still resolve a stack.
+  DebugHelper();
+  ~DebugHelper() = delete;
 
   platform::DwarfLibrary* _library;
 };

@@ -7,6 +7,9 @@
 // failed call, before anything else can change that error:
 //
 //   if (!file) Log::error(L"%s", getLastErrorString().getBuffer());
+//
+// Both are free functions without state of their own and may be called from
+// any thread; the last error is each thread's own.
 #pragma once
 
 #include <orvo/core/Export.h>
@@ -14,6 +17,10 @@
 
 namespace orvo {
 
+// The text is in the language of the process's locale. The C library
+// writes it in the locale's character set (LC_CTYPE), which the application
+// chose, not necessarily UTF-8; it is decoded in that set, and a byte that
+// does not decode there becomes U+FFFD.
 ORVO_API String getErrorString(int code);
 ORVO_API String getLastErrorString();
 

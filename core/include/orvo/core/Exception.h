@@ -14,6 +14,12 @@
 // caller may store a CallStack in it (it then owns one reference); copies
 // share that stack, and report() sends the message and then the stack to the
 // log.
+//
+// An Exception is a plain value: one object is used by one thread at a time,
+// and separate objects, copies included, may be used on separate threads,
+// since the stack they share is counted atomically and never changed.
+// report() may run on any thread; it goes through the log, which takes its
+// own lock.
 #pragma once
 
 #include <string>

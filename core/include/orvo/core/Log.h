@@ -12,9 +12,16 @@
 //   Log::addListener(&printer);
 //   Log::error(L"cannot open %s (%d)", name, code);
 //
-// A listener runs on the logging thread, under the log's recursive mutex, one
-// delivery at a time. A message logged from inside a listener is dropped, and
-// an exception thrown by a listener is swallowed.
+// Any thread may log, and add or remove listeners, at any time. A listener
+// runs on the logging thread, under the log's recursive mutex, one delivery
+// at a time, so it needs no lock of its own against other messages. A
+// message logged from inside a listener is dropped, and an exception thrown
+// by a listener is swallowed. A listener must not be destroyed while it is
+// registered.
+//
+// A message of up to 255 characters is formatted on the stack, in 1 KiB, so
+// that threads with small stacks can log; a longer one is formatted on the
+// heap. Messages of any length arrive whole.
 #pragma once
 
 #include <orvo/core/Export.h>
