@@ -174,7 +174,10 @@ void CodePageConverter::toWide(const char* text, std::size_t length, TextScratch
     if (result != static_cast<std::size_t>(-1)) break;
     if (errno == E2BIG) continue;
     out.push(L'\uFFFD');
-    if (errno != EILSEQ) break;  // EINVAL: the text ends inside a sequence.
+    // EINVAL: the text ends inside a sequence. Some converters (glibc's
+    // Korean one) consume a rejected pair whole and still answer EILSEQ, with
+    // nothing left to step over.
+    if (errno != EILSEQ || inLeft == 0) break;
     ++in;
     --inLeft;
   }
@@ -199,6 +202,7 @@ void CodePageConverter::fromWide(const wchar_t* text, std::size_t length, TextSc
     // the '?' reads as itself.
     flushState(converter, out);
     out.push('?');
+    if (inLeft < sizeof(wchar_t)) break;  // Consumed with the rejection, as above.
     in += sizeof(wchar_t);
     inLeft -= sizeof(wchar_t);
   }

@@ -221,6 +221,8 @@ class ORVO_API TString {
     return getData()->refCount.load(std::memory_order_acquire) != 1;
   }
   int computeLength() const;
+  // Character `index`, or the terminator for an index beyond the text.
+  const T* characterAt(int index) const;
   void fork();
   void changeCase(int first, int last, int shift);
 
