@@ -173,6 +173,9 @@ void CodePageConverter::toWide(const char* text, std::size_t length, TextScratch
     out.commit(room - targetLeft / sizeof(wchar_t));
     if (result != static_cast<std::size_t>(-1)) break;
     if (errno == E2BIG) continue;
+    // A character kept back for a combining mark (the Vietnamese page) comes
+    // before the replacement.
+    flushState(converter, out);
     out.push(L'\uFFFD');
     // EINVAL: the text ends inside a sequence. Some converters (glibc's
     // Korean one) consume a rejected pair whole and still answer EILSEQ, with
