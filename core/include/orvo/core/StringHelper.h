@@ -7,6 +7,10 @@
 // '?' in code-page text. A null text, an empty one, or code-page text under a
 // code page no converter knows gives the empty string.
 //
+// Threads: the functions keep no state of their own beyond the active code
+// page and may run on all threads at once; the strings they return are the
+// caller's (see String.h for sharing strings).
+//
 //   StringUtf8 bytes = StringHelper::wideToUtf8(L"caf\u00e9");   // 63 61 66 C3 A9
 //   String text = StringHelper::utf8ToWide(bytes);
 #pragma once
