@@ -1,4 +1,5 @@
-// Code pages by name and the whole-string conversions among the three forms.
+// Code pages: by name, one character at a time, and the whole-string
+// conversions among the three forms.
 #include <orvo/core/Character.h>
 #include <orvo/core/CodePage.h>
 #include <orvo/core/StringConvert.h>
@@ -7,11 +8,10 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <cstring>
 #include <map>
 #include <set>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "text/CharsetTable.h"
 #include "text/StringBlock.h"
@@ -28,6 +28,66 @@ class StringConversion : public ::testing::Test {
   ~StringConversion() override { setCodePage(saved); }
   int saved = getCodePage();
 };
+
+// --- One character at a time ------------------------------------------
+
+TEST_F(StringConversion, AHighBitOpensATwoByteCharacterThatNeverTakesTheTerminator) {
+  EXPECT_EQ(saved, 0);  // The start value; every test restores it.
+  EXPECT_EQ(stringCharLength("\xD6\xD0"), 2);
+  EXPECT_EQ(stringLength("\xD6\xD0" "a"), 2);
+  EXPECT_EQ(stringLength("\x41\xB0"), 1);  // A lead before the terminator isn't counted.
+  const char* text = "a\xD6";
+  int code;
+  EXPECT_EQ(stringChar(text + 1, code), text + 2);
+  EXPECT_EQ(stringChar(text + 2, code), text + 2);
+  EXPECT_EQ(code, 0);
+}
+
+TEST_F(StringConversion, OneCharacterThroughTheActiveCodePage) {
+  struct Case {
+    int codePage;
+    const char* bytes;
+    int code;
+    int encodedLength;  // charToString of the code; -1 refused.
+  } cases[] = {{936, "\xD6\xD0", 0x4E2D, 2}, {0, "\x80", 0x20AC, 1},  {1252, "A", 'A', 1},
+               {1252, "\x81", 0xFFFD, 1},   {12345, "A", 0xFFFD, -1}, {1252, "\xE9", 0xE9, 1}};
+  for (const Case& c : cases) {
+    setCodePage(c.codePage);
+    int code;
+    EXPECT_EQ(stringChar(c.bytes, code), c.bytes + std::strlen(c.bytes)) << c.codePage;
+    EXPECT_EQ(code, c.code) << c.codePage << " " << c.bytes;
+    char buffer[3] = {1, 1, 1};
+    EXPECT_EQ(charToString(buffer, c.code), c.encodedLength) << c.codePage;
+    EXPECT_EQ(charLength<char>(c.code), c.encodedLength) << c.codePage;
+    EXPECT_STREQ(buffer, c.encodedLength < 0 ? "" : c.code == 0xFFFD ? "?" : c.bytes) << c.codePage;
+  }
+  setCodePage(1252);
+  char buffer[3];
+  EXPECT_EQ(charToString(buffer, 0x4E2D), 1);  // Missing from the page: '?'.
+  EXPECT_STREQ(buffer, "?");
+  EXPECT_EQ(charToString(buffer, 0) + charLength<char>(0), 0);
+}
+
+TEST_F(StringConversion, StringsWalkThroughTheCodePage) {
+  setCodePage(936);
+  const char* text = "a\xD6\xD0" "b";
+  const char* position = text + 4;
+  EXPECT_EQ(stringGetLastChar(text, position), 'b');
+  EXPECT_EQ(stringGetLastChar(text, position), 0x4E2D);
+  EXPECT_EQ(position, text + 1);
+  StringAnsi s("\xD6\xD0\xCE\xC4" "ab");
+  EXPECT_EQ(s.getLength(), 4);
+  EXPECT_EQ(s[1], 0x6587);
+  EXPECT_EQ(s.find('a'), 4);
+  EXPECT_EQ(s.find(0x6587), 2);
+  EXPECT_STREQ(s.getSubString(1, 2).getBuffer(), "\xCE\xC4" "a");
+  StringAnsi padded("  \xD6\xD0  ");
+  EXPECT_STREQ(padded.trim().getBuffer(), "\xD6\xD0");
+  EXPECT_STREQ(StringAnsi(0x4E2D).getBuffer(), "\xD6\xD0");
+  EXPECT_TRUE(setCodePage(12345));  // Any number is taken.
+  EXPECT_EQ(getCodePage(), 12345);
+  EXPECT_EQ(StringAnsi('A').getLength(), 0);
+}
 
 // --- Charset names --------------------------------------------------------
 
@@ -141,23 +201,6 @@ TEST_F(StringConversion, EveryCodePageEndsCleanlyAfterARejectedSequence) {
   }
   setCodePage(936);
   EXPECT_EQ(StringHelper::ansiToWide("x\xD6"), L"x\uFFFD");  // A pair cut short.
-}
-
-TEST_F(StringConversion, ThreadsConvertAtTheSameTime) {
-  setCodePage(936);
-  int failures[4] = {};
-  std::vector<std::thread> threads;
-  for (int& failed : failures) {
-    threads.emplace_back([&failed] {
-      for (int i = 0; i < 300; ++i) {
-        const String wide = StringHelper::ansiToWide("\xD6\xD0\xCE\xC4");
-        failed += wide != L"\u4E2D\u6587" || StringHelper::wideToAnsi(wide) != "\xD6\xD0\xCE\xC4" ||
-                  StringHelper::utf8ToWide(u8("\xE4\xB8\xAD")) != L"\u4E2D";
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(failures[0] + failures[1] + failures[2] + failures[3], 0);
 }
 
 // --- StringConvert --------------------------------------------------------

@@ -1,14 +1,17 @@
 // The library's own UTF-8 codec: strict decoding, exact measuring, the vector
-// paths agreeing with the portable ones, and the one-character walk agreeing
-// with both.
+// paths agreeing with the portable ones; and the one-character primitives of
+// UTF-8 and wide text, whose walk agrees with the codec.
 #include <orvo/core/Character.h>
+#include <orvo/core/StringHelper.h>
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "platform/CpuFeatures.h"
+#include "text/StringTestSupport.h"
 #include "text/Utf8Codec.h"
 
 namespace orvo {
@@ -161,6 +164,72 @@ TEST(Utf8CodecPaths, VectorAndPortableMeasuresAgree) {
       expectPathsAgree(base.substr(0, at) + lead + std::string(300, 'a'), lead + where);
     }
   }
+}
+
+// --- One character at a time -------------------------------------------
+
+TEST(Utf8Primitives, CharToStringWritesTheLowSixteenBitsInOneToThreeBytes) {
+  const std::pair<int, const char*> cases[] = {{0x41, "A"},          {0x7F, "\x7F"},          {0x80, "\xC2\x80"},
+                                               {0x7FF, "\xDF\xBF"},  {0x800, "\xE0\xA0\x80"}, {0xFFFF, "\xEF\xBF\xBF"},
+                                               {0x120AC, "\xE2\x82\xAC"}, {0xD800, "\xEF\xBF\xBD"}, {0, ""}};
+  for (const auto& [code, bytes] : cases) {
+    unsigned char buffer[4] = {1, 1, 1, 1};
+    const int length = static_cast<int>(std::strlen(bytes));
+    EXPECT_EQ(charToString(buffer, code), length) << code;
+    EXPECT_STREQ(reinterpret_cast<const char*>(buffer), bytes) << code;
+    EXPECT_EQ(code == 0 ? 0 : charLength<unsigned char>(code), length) << code;
+  }
+}
+
+TEST(Utf8Primitives, TheWalkDecodesAsTheConversionDoesForwardAndBack) {
+  // The text, its characters, and the bytes of each character. Broken
+  // sequences give U+FFFD per maximal broken part, as utf8ToWide does.
+  struct Case {
+    const char* text;
+    const wchar_t* characters;
+    const char* lengths;
+  } cases[] = {{"A\xD0\xB0\xE2\x82\xAC", L"A\u0430\u20AC", "123"}, {"\xF0\x9F\x98\x80x", L"\U0001F600x", "41"},
+               {"\xE4" "A", L"\uFFFDA", "11"}, {"\xC0\x80", L"\uFFFD\uFFFD", "11"},
+               {"\xED\xA0\x80", L"\uFFFD\uFFFD\uFFFD", "111"}, {"\xE2\x82" "x", L"\uFFFDx", "21"},
+               {"\x80\xC3\xA9", L"\uFFFD\u00E9", "12"}, {"a\xE2", L"a\uFFFD", "11"}};
+  for (const Case& c : cases) {
+    const unsigned char* const text = test::u8(c.text);
+    EXPECT_EQ(StringHelper::utf8ToWide(text), c.characters) << c.text;
+    const int count = static_cast<int>(std::wcslen(c.characters));
+    ASSERT_EQ(stringLength(text), count) << c.text;
+    const unsigned char* p = text;
+    for (int i = 0; i < count; ++i) {
+      int code = -1;
+      const int length = c.lengths[i] - '0';
+      EXPECT_EQ(stringCharLength(p), length) << c.text << " " << i;
+      EXPECT_EQ(stringChar(p, code), p + length) << c.text << " " << i;
+      EXPECT_EQ(code, static_cast<int>(c.characters[i])) << c.text << " " << i;
+      p += length;
+    }
+    int code = -1;
+    EXPECT_EQ(stringChar(p, code), p);  // The terminator: no step.
+    EXPECT_EQ(code, 0);
+    for (int i = count; i-- > 0;) {
+      const unsigned char* const before = p;
+      stringGetLastChar(text, p);
+      EXPECT_EQ(before - p, c.lengths[i] - '0') << c.text << " " << i;
+    }
+  }
+  // The character's bytes as a little-endian number.
+  const unsigned char* text = test::u8("a\xC3\xA9\xE2\x82\xAC");
+  const unsigned char* position = text + 6;
+  EXPECT_EQ(stringGetLastChar(text, position), 0xAC82E2);
+  EXPECT_EQ(stringGetLastChar(text, position), 0xA9C3);
+  EXPECT_EQ(stringGetLastChar(text, position), 'a');
+}
+
+TEST(WidePrimitives, OneUnitIsOneCharacter) {
+  wchar_t buffer[2] = {1, 1};
+  EXPECT_EQ(charToString(buffer, 0x1F600), 1);
+  EXPECT_EQ(std::wstring(buffer), L"\U0001F600");
+  EXPECT_EQ(charToString(buffer, 0) + buffer[0] + stringLength(L"\U0001F600x"), 2);
+  const wchar_t* position = L"ab" + 2;
+  EXPECT_EQ(stringGetLastChar(position - 2, position), L'b');
 }
 
 }  // namespace
