@@ -205,7 +205,6 @@ void CodePageConverter::fromWide(const wchar_t* text, std::size_t length, TextSc
     // the '?' reads as itself.
     flushState(converter, out);
     out.push('?');
-    if (inLeft < sizeof(wchar_t)) break;  // Consumed with the rejection, as above.
     in += sizeof(wchar_t);
     inLeft -= sizeof(wchar_t);
   }

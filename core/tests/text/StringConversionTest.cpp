@@ -33,7 +33,7 @@ class StringConversion : public ::testing::Test {
 
 TEST_F(StringConversion, AHighBitOpensATwoByteCharacterThatNeverTakesTheTerminator) {
   EXPECT_EQ(saved, 0);  // The start value; every test restores it.
-  EXPECT_EQ(stringCharLength("\xD6\xD0"), 2);
+  EXPECT_EQ(stringCharLength("\xD6\xD0") + stringCharLength("A"), 3);
   EXPECT_EQ(stringLength("\xD6\xD0" "a"), 2);
   EXPECT_EQ(stringLength("\x41\xB0"), 1);  // A lead before the terminator isn't counted.
   const char* text = "a\xD6";
@@ -66,6 +66,8 @@ TEST_F(StringConversion, OneCharacterThroughTheActiveCodePage) {
   EXPECT_EQ(charToString(buffer, 0x4E2D), 1);  // Missing from the page: '?'.
   EXPECT_STREQ(buffer, "?");
   EXPECT_EQ(charToString(buffer, 0) + charLength<char>(0), 0);
+  setCodePage(50225);  // A character that needs a shift sequence is refused.
+  EXPECT_EQ(charToString(buffer, 0xD55C), -1);
 }
 
 TEST_F(StringConversion, StringsWalkThroughTheCodePage) {
@@ -75,6 +77,10 @@ TEST_F(StringConversion, StringsWalkThroughTheCodePage) {
   EXPECT_EQ(stringGetLastChar(text, position), 'b');
   EXPECT_EQ(stringGetLastChar(text, position), 0x4E2D);
   EXPECT_EQ(position, text + 1);
+  const char* cut = "a\0b";  // A position behind a terminator stops on it.
+  position = cut + 3;
+  EXPECT_EQ(stringGetLastChar(cut, position), 0);
+  EXPECT_EQ(position, cut + 1);
   StringAnsi s("\xD6\xD0\xCE\xC4" "ab");
   EXPECT_EQ(s.getLength(), 4);
   EXPECT_EQ(s[1], 0x6587);

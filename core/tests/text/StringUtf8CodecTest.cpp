@@ -191,7 +191,8 @@ TEST(Utf8Primitives, TheWalkDecodesAsTheConversionDoesForwardAndBack) {
   } cases[] = {{"A\xD0\xB0\xE2\x82\xAC", L"A\u0430\u20AC", "123"}, {"\xF0\x9F\x98\x80x", L"\U0001F600x", "41"},
                {"\xE4" "A", L"\uFFFDA", "11"}, {"\xC0\x80", L"\uFFFD\uFFFD", "11"},
                {"\xED\xA0\x80", L"\uFFFD\uFFFD\uFFFD", "111"}, {"\xE2\x82" "x", L"\uFFFDx", "21"},
-               {"\x80\xC3\xA9", L"\uFFFD\u00E9", "12"}, {"a\xE2", L"a\uFFFD", "11"}};
+               {"\x80\xC3\xA9", L"\uFFFD\u00E9", "12"}, {"a\xE2", L"a\uFFFD", "11"},
+               {"\xC3\x80\x80\x80\x80", L"\u00C0\uFFFD\uFFFD\uFFFD", "2111"}};
   for (const Case& c : cases) {
     const unsigned char* const text = test::u8(c.text);
     EXPECT_EQ(StringHelper::utf8ToWide(text), c.characters) << c.text;
@@ -208,7 +209,7 @@ TEST(Utf8Primitives, TheWalkDecodesAsTheConversionDoesForwardAndBack) {
     }
     int code = -1;
     EXPECT_EQ(stringChar(p, code), p);  // The terminator: no step.
-    EXPECT_EQ(code, 0);
+    EXPECT_EQ(code + stringCharLength(p), 1);
     for (int i = count; i-- > 0;) {
       const unsigned char* const before = p;
       stringGetLastChar(text, p);
