@@ -20,13 +20,10 @@ Buffer bytes(std::initializer_list<unsigned char> values) {
 const unsigned char* at(const Buffer& buffer) { return static_cast<const unsigned char*>(buffer.getBuffer()); }
 
 TEST(BufferTest, SizeChangesReallocateAndOnlyTheSameSizeKeepsTheBytes) {
-  EXPECT_EQ(Buffer(-5).getBuffer(), nullptr);
   Buffer buffer = bytes({1, 2, 3, 4});
   const void* block = buffer.getBuffer();
-  EXPECT_EQ(buffer.setBufferSize(4), 4);
-  EXPECT_EQ(buffer.getBuffer(), block);
-  EXPECT_EQ(at(buffer)[3], 4);
-  EXPECT_EQ(buffer.setBufferSize(2), 2);
+  test::expectEach({{Buffer(-5).getBuffer() == nullptr, true}, {buffer.setBufferSize(4), 4},
+                    {buffer.getBuffer() == block, true}, {at(buffer)[3], 4}, {buffer.setBufferSize(2), 2}});
   std::memset(buffer.getBuffer(), 0x11, 2);  // Usable at its new size (ASan checks).
   EXPECT_EQ(buffer.setBufferSize(-1), 0);
   EXPECT_EQ(buffer.getBuffer(), nullptr);
@@ -34,16 +31,11 @@ TEST(BufferTest, SizeChangesReallocateAndOnlyTheSameSizeKeepsTheBytes) {
 
 TEST(BufferTest, CopiesAndMovesOwnTheirBlocksAndCompareByBytes) {
   const Buffer original = bytes({'a', 'b', 'c'});
-  Buffer copy(original);
-  EXPECT_NE(copy.getBuffer(), original.getBuffer());
-  EXPECT_TRUE(copy == original);
+  Buffer copy(original), target(10);
+  const bool equalCopy = copy == original && copy.getBuffer() != original.getBuffer();
   static_cast<unsigned char*>(copy.getBuffer())[2] = 'X';
-  EXPECT_TRUE(copy != original);
-  EXPECT_TRUE(Buffer() == Buffer());
-  EXPECT_TRUE(Buffer(3) != Buffer(4));
-  Buffer target(10);
+  test::expectEach({{equalCopy, true}, {copy != original, true}, {Buffer() == Buffer(), true}, {Buffer(3) != Buffer(4), true}});
   target = original;
-  EXPECT_EQ(target, original);
   Buffer& alias = target;
   target = alias;
   EXPECT_EQ(target, original);

@@ -4,8 +4,13 @@
 
 #include <orvo/core/String.h>
 
+#include <gtest/gtest.h>
+
+#include <initializer_list>
 #include <ostream>
+#include <source_location>
 #include <string>
+#include <utility>
 
 namespace orvo {
 
@@ -30,6 +35,16 @@ inline const unsigned char* u8(const char* text) {
   return reinterpret_cast<const unsigned char*>(text);
 }
 inline std::string bytesOf(const StringUtf8& s) { return reinterpret_cast<const char*>(s.getBuffer()); }
+
+// Checks many numeric results at once, each row {result, expected}; a
+// failure names the row and the line of the list.
+inline void expectEach(std::initializer_list<std::pair<long long, long long>> rows,
+                       std::source_location where = std::source_location::current()) {
+  int row = 0;
+  for (const auto& [result, expected] : rows) {
+    EXPECT_EQ(result, expected) << "row " << row++ << " of the list at line " << where.line();
+  }
+}
 
 }  // namespace test
 }  // namespace orvo
