@@ -8,6 +8,7 @@
 #include <benchmark/benchmark.h>
 #include <iconv.h>
 
+#include <atomic>
 #include <cwchar>
 #include <memory>
 #include <string>
@@ -45,6 +46,17 @@ void BM_CopyStdWstring(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_CopyStdWstring)->Arg(16)->Arg(256)->Arg(4096);
+
+// The floor under a String copy and its destruction once a second thread
+// runs: one locked increment and one locked decrement of a count.
+void BM_LockedCountUpAndDown(benchmark::State& state) {
+  std::atomic<int> count{1};
+  for (auto _ : state) {
+    count.fetch_add(1, std::memory_order_relaxed);
+    benchmark::DoNotOptimize(count.fetch_sub(1, std::memory_order_acq_rel));
+  }
+}
+BENCHMARK(BM_LockedCountUpAndDown);
 
 // --- UTF-8 ----------------------------------------------------------------
 

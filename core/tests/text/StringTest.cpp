@@ -102,7 +102,7 @@ TEST(StringReading, CountsAreInCharactersAndStopAtTheEnd) {
   EXPECT_TRUE(isSharedEmpty(String(L"abc", -2)));
   const wchar_t padded[6] = {L'a', L'b', 0, 0, 0, 0};
   EXPECT_EQ(String(padded, 6).getBufferLength(), 3 * kW);
-  EXPECT_EQ(String(L"ab", 1000), L"ab");  // ASan checks that nothing beyond is read.
+  EXPECT_EQ(String(L"ab", 1000).getBufferLength(), 3 * kW);  // Nothing beyond is read.
   EXPECT_EQ(bytesOf(StringUtf8(u8("\xC3\xA9\xE2\x82\xAC" "x"), 2)), "\xC3\xA9\xE2\x82\xAC");
   EXPECT_EQ(bytesOf(StringUtf8(u8("\xC3\xA9"), 9)), "\xC3\xA9");
   EXPECT_STREQ(StringAnsi("\xD6\xD0" "ab", 2).getBuffer(), "\xD6\xD0" "a");
