@@ -111,15 +111,14 @@ TEST_F(StringConversion, NullAndEmptyTextsGiveTheSharedEmptyString) {
   for (const char* text : {static_cast<const char*>(nullptr), ""}) {
     const auto* utf8 = reinterpret_cast<const unsigned char*>(text);
     const wchar_t* wide = text ? L"" : nullptr;
-    EXPECT_TRUE(StringBlock<char>::isSharedEmpty(StringHelper::wideToAnsi(wide)));
-    EXPECT_TRUE(StringBlock<wchar_t>::isSharedEmpty(StringHelper::ansiToWide(text)));
-    EXPECT_TRUE(StringBlock<unsigned char>::isSharedEmpty(StringHelper::wideToUtf8(wide)));
-    EXPECT_TRUE(StringBlock<wchar_t>::isSharedEmpty(StringHelper::utf8ToWide(utf8)));
-    EXPECT_TRUE(StringBlock<char>::isSharedEmpty(StringHelper::utf8ToAnsi(utf8)));
-    EXPECT_TRUE(StringBlock<unsigned char>::isSharedEmpty(StringHelper::ansiToUtf8(text)));
-    EXPECT_EQ(String(StringConvert(text)).getLength(), 0);
-    EXPECT_EQ(StringAnsi(StringConvert(utf8)).getLength(), 0);
-    EXPECT_EQ(StringUtf8(StringConvert(wide)).getLength(), 0);
+    test::expectEach({{StringBlock<char>::isSharedEmpty(StringHelper::wideToAnsi(wide)), true},
+                      {StringBlock<wchar_t>::isSharedEmpty(StringHelper::ansiToWide(text)), true},
+                      {StringBlock<unsigned char>::isSharedEmpty(StringHelper::wideToUtf8(wide)), true},
+                      {StringBlock<wchar_t>::isSharedEmpty(StringHelper::utf8ToWide(utf8)), true},
+                      {StringBlock<char>::isSharedEmpty(StringHelper::utf8ToAnsi(utf8)), true},
+                      {StringBlock<unsigned char>::isSharedEmpty(StringHelper::ansiToUtf8(text)), true},
+                      {String(StringConvert(text)).getLength() + StringAnsi(StringConvert(utf8)).getLength() +
+                           StringUtf8(StringConvert(wide)).getLength(), 0}});
   }
 }
 

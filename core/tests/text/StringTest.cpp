@@ -9,6 +9,7 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "diagnostics/DiagnosticsSupport.h"
@@ -280,12 +281,8 @@ TEST(StringFormat, WritesExactBlocksInEachFormOrTheEmptyStringOnFailure) {
 // --- Replace, remove, erase, insert ---------------------------------------
 
 TEST(StringEdit, EachEditAnswersAndLeavesTheDesignedText) {
-  struct Case {
-    const wchar_t* text;
-    std::function<int(String&)> edit;
-    int answer;
-    const wchar_t* result;
-  } cases[] = {
+  using Edit = std::function<int(String&)>;
+  const std::tuple<const wchar_t*, Edit, int, const wchar_t*> cases[] = {
       {L"aaa", [](String& s) { return s.replace(L"aa", L"b"); }, 1, L"ba"},
       {L"a.b.c", [](String& s) { return s.replace(L'.', L'/'); }, 2, L"a/b/c"},
       {L"a/b/c", [](String& s) { return s.replace(String(L"/"), String(L"--")); }, 2, L"a--b--c"},
@@ -306,35 +303,25 @@ TEST(StringEdit, EachEditAnswersAndLeavesTheDesignedText) {
       {L"abc", [](String& s) { return s.erase(10, 5); }, 5, L"abc"},
       {L"abc", [](String& s) { return s.erase(-3, 1); }, 1, L"bc"},
   };
-  for (const Case& c : cases) {
-    String s(c.text);
-    EXPECT_EQ(c.edit(s), c.answer) << c.text << " -> " << c.result;
-    EXPECT_EQ(s, c.result) << c.text;
+  for (const auto& [text, edit, answer, result] : cases) {
+    String s(text);
+    EXPECT_EQ(edit(s), answer) << text << " -> " << result;
+    EXPECT_EQ(s, result) << text;
   }
 }
 
 TEST(StringEdit, BlocksAreKeptWrittenInPlaceOrSharedAsDesigned) {
-  String s(L"cat hat");
+  String s(L"cat hat"), all(L"aaaa"), none(L"all");
   const wchar_t* block = s.getBuffer();
-  EXPECT_EQ(s.getLength(), 7);
-  EXPECT_EQ(s.replace(L"zz", L"y") + s.erase(1, 0), 0);
-  EXPECT_EQ(s.getBuffer(), block);
-  EXPECT_EQ(s.replace(L"at", L"ow"), 2);  // Equal lengths, unshared: in place.
-  EXPECT_EQ(StringBlock<wchar_t>::cachedLength(s), -1);
-  EXPECT_EQ(s.getBuffer(), block);
+  test::expectEach({{s.getLength(), 7}, {s.replace(L"zz", L"y") + s.erase(1, 0), 0}, {s.getBuffer() == block, true},
+                    {s.replace(L"at", L"ow"), 2},  // Equal lengths, unshared: in place.
+                    {StringBlock<wchar_t>::cachedLength(s), -1}, {s.getBuffer() == block, true},
+                    {all.replace(L"a", L""), 4}, {isSharedEmpty(all), true}, {none.erase(0, 3), 3}, {isSharedEmpty(none), true}});
   String copy = s;
   EXPECT_EQ(s.replace(L'c', L'b'), 1);
   EXPECT_EQ(copy, L"cow how");
-  String all(L"aaaa");
-  EXPECT_EQ(all.replace(L"a", L""), 4);
-  EXPECT_TRUE(isSharedEmpty(all));
-  all = L"all";
-  all.erase(0, 3);
-  EXPECT_TRUE(isSharedEmpty(all));
   StringUtf8 u(u8("x\xC3\xA9y\xC3\xA9"));  // Positions count bytes in UTF-8.
-  EXPECT_EQ(u.replace(0xE9, 'e'), 2);
-  EXPECT_EQ(u.erase(3, 1), 1);
-  EXPECT_EQ(u.insert(1, 0x20AC), 6);
+  test::expectEach({{u.replace(0xE9, 'e'), 2}, {u.erase(3, 1), 1}, {u.insert(1, 0x20AC), 6}});
   EXPECT_EQ(bytesOf(u), "x\xE2\x82\xAC" "ey");
 }
 
