@@ -22,7 +22,7 @@ const unsigned char* at(const Buffer& buffer) { return static_cast<const unsigne
 TEST(BufferTest, SizeChangesReallocateAndOnlyTheSameSizeKeepsTheBytes) {
   Buffer buffer = bytes({1, 2, 3, 4});
   const void* block = buffer.getBuffer();
-  test::expectEach({{Buffer(-5).getBuffer() == nullptr, true}, {buffer.setBufferSize(4), 4},
+  EXPECT_EACH({{Buffer(-5).getBuffer() == nullptr, true}, {buffer.setBufferSize(4), 4},
                     {buffer.getBuffer() == block, true}, {at(buffer)[3], 4}, {buffer.setBufferSize(2), 2}});
   std::memset(buffer.getBuffer(), 0x11, 2);  // Usable at its new size (ASan checks).
   EXPECT_EQ(buffer.setBufferSize(-1), 0);
@@ -34,7 +34,7 @@ TEST(BufferTest, CopiesAndMovesOwnTheirBlocksAndCompareByBytes) {
   Buffer copy(original), target(10);
   const bool equalCopy = copy == original && copy.getBuffer() != original.getBuffer();
   static_cast<unsigned char*>(copy.getBuffer())[2] = 'X';
-  test::expectEach({{equalCopy, true}, {copy != original, true}, {Buffer() == Buffer(), true}, {Buffer(3) != Buffer(4), true}});
+  EXPECT_EACH({{equalCopy, true}, {copy != original, true}, {Buffer() == Buffer(), true}, {Buffer(3) != Buffer(4), true}});
   target = original;
   Buffer& alias = target;
   target = alias;

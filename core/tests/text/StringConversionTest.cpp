@@ -35,7 +35,7 @@ TEST_F(StringConversion, AHighBitOpensATwoByteCharacterThatNeverTakesTheTerminat
   const char* text = "a\xD6";
   int code = -1;
   const char* const end = stringChar(text + 1, code);
-  test::expectEach({{saved, 0},  // The start value; every test restores it.
+  EXPECT_EACH({{saved, 0},  // The start value; every test restores it.
                     {stringCharLength("\xD6\xD0"), 2}, {stringCharLength("A"), 1}, {stringLength("\xD6\xD0" "a"), 2},
                     {stringLength("\x41\xB0"), 1},  // A lead before the terminator isn't counted.
                     {end - text, 2}, {stringChar(end, code) - text, 2}, {code, 0}});
@@ -75,7 +75,7 @@ TEST_F(StringConversion, StringsWalkThroughTheCodePage) {
   const char* cut = "a\0b";  // A position behind a terminator stops on it.
   const char* cutPosition = cut + 3;
   StringAnsi s("\xD6\xD0\xCE\xC4" "ab");
-  test::expectEach({{stringGetLastChar(text, position), 'b'}, {stringGetLastChar(text, position), 0x4E2D},
+  EXPECT_EACH({{stringGetLastChar(text, position), 'b'}, {stringGetLastChar(text, position), 0x4E2D},
                     {position - text, 1}, {stringGetLastChar(cut, cutPosition), 0}, {cutPosition - cut, 1},
                     {s.getLength(), 4}, {s[1], 0x6587}, {s.find('a'), 4}, {s.find(0x6587), 2}});
   EXPECT_STREQ(s.getSubString(1, 2).getBuffer(), "\xCE\xC4" "a");
@@ -111,7 +111,7 @@ TEST_F(StringConversion, NullAndEmptyTextsGiveTheSharedEmptyString) {
   for (const char* text : {static_cast<const char*>(nullptr), ""}) {
     const auto* utf8 = reinterpret_cast<const unsigned char*>(text);
     const wchar_t* wide = text ? L"" : nullptr;
-    test::expectEach({{StringBlock<char>::isSharedEmpty(StringHelper::wideToAnsi(wide)), true},
+    EXPECT_EACH({{StringBlock<char>::isSharedEmpty(StringHelper::wideToAnsi(wide)), true},
                       {StringBlock<wchar_t>::isSharedEmpty(StringHelper::ansiToWide(text)), true},
                       {StringBlock<unsigned char>::isSharedEmpty(StringHelper::wideToUtf8(wide)), true},
                       {StringBlock<wchar_t>::isSharedEmpty(StringHelper::utf8ToWide(utf8)), true},

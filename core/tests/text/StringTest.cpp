@@ -48,10 +48,10 @@ TEST(StringBlocks, EveryEmptyStringSharesOneCountedBlock) {
   String byDefault, fromNull(static_cast<const wchar_t*>(nullptr)), fromEmpty(L"");
   const int before = refs(byDefault);
   for (const String* s : {&byDefault, &fromNull, &fromEmpty}) {
-    test::expectEach({{isSharedEmpty(*s), true}, {s->getLength(), 0}, {s->getBuffer()[0], 0}, {s->getBufferLength(), kW}});
+    EXPECT_EACH({{isSharedEmpty(*s), true}, {s->getLength(), 0}, {s->getBuffer()[0], 0}, {s->getBufferLength(), kW}});
   }
   const int during = String().getBufferLength() + refs(byDefault);  // The temporary holds one more.
-  test::expectEach({{during, kW + before + 1}, {refs(byDefault), before}, {StringAnsi().getBufferLength(), 1}});
+  EXPECT_EACH({{during, kW + before + 1}, {refs(byDefault), before}, {StringAnsi().getBufferLength(), 1}});
 }
 
 TEST(StringBlocks, CopiesAndMovesShareTheBlock) {
@@ -117,7 +117,7 @@ TEST(StringReading, LengthIndexAndSubStringCountCharactersInsideTheText) {
   StringUtf8 u(u8("\xD0\xB0x\xC3\xA9"));
   const int uncached = StringBlock<unsigned char>::cachedLength(u);
   const String s(L"hello world");
-  test::expectEach({{uncached, -1}, {u.getLength(), 3}, {StringBlock<unsigned char>::cachedLength(u), 3},
+  EXPECT_EACH({{uncached, -1}, {u.getLength(), 3}, {StringBlock<unsigned char>::cachedLength(u), 3},
                     {String(L"h\u00e9llo").getLength(), 5}, {StringAnsi("h\xE9llo").getLength(), 4},
                     {u[0], 0x430}, {u[1], 'x'}, {u[50], 0}, {s[4], L'o'}, {s[11], 0}, {s[100], 0}, {s[-1], 0}});
   EXPECT_EQ(bytesOf(u.getSubString(1, 2)), "x\xC3\xA9");
@@ -158,7 +158,7 @@ TEST(StringComparison, SignOfTheFirstDifferingCharacterInEachForm) {
 }
 
 TEST(StringComparison, NoCaseFoldsAsciiLettersOnlyAndOperatorsFollowCompare) {
-  test::expectEach({{String(L"Hello").compareNoCase(L"hELLO"), 0}, {String(L"\u00C9").compareNoCase(L"\u00E9"), -1},
+  EXPECT_EACH({{String(L"Hello").compareNoCase(L"hELLO"), 0}, {String(L"\u00C9").compareNoCase(L"\u00E9"), -1},
                     {String(L"A").compareNoCase(L"_"), 1}, {StringUtf8(u8("ABC")).compareNoCase(u8("abd")), -1},
                     {StringAnsi("Zebra").compareNoCase("zEBRA"), 0}, {StringAnsi("[").compareNoCase("a"), -1}});
   String b(L"b");
@@ -225,7 +225,7 @@ TEST(StringFind, PositionsOfCharactersAndTexts) {
   const String s(L"one two one");
   const StringUtf8 u(u8("\xC3\xA9x\xC3\xA9y"));
   const StringAnsi ansi("\xD6\xD0\xCE\xC4");
-  test::expectEach({{s.find(L'o'), 0}, {s.find(L'o', 1), 6}, {s.find(L'z'), -1}, {s.find(L"one", 1), 8},
+  EXPECT_EACH({{s.find(L'o'), 0}, {s.find(L'o', 1), 6}, {s.find(L'z'), -1}, {s.find(L"one", 1), 8},
                     {s.find(L"onex"), -1}, {s.find(L"", 3), 3}, {s.find(L'o', 12), -1}, {String().find(L""), -1},
                     {String().find(0), -1}, {StringUtf8().find(u8("")), -1},
                     // The 8-bit forms answer byte offsets; `start` counts characters.
@@ -245,11 +245,11 @@ TEST(StringFind, TheCharacterZeroFindsTheTerminatorFromAnyStartUpToTheLength) {
   const StringUtf8 utf8(u8("ab\xC3\xA9"));
   const StringAnsi ansi("ab\xD6\xD0");
   for (int start = 0; start <= 3; ++start) {
-    test::expectEach({{wide.find(0, start), 3}, {utf8.find(0, start), 4}, {ansi.find(0, start), 4}});
+    EXPECT_EACH({{wide.find(0, start), 3}, {utf8.find(0, start), 4}, {ansi.find(0, start), 4}});
   }
   // At the end nothing but the terminator is found.
   for (int character : {int{'a'}, int{'c'}, 0xE9, 1}) {
-    test::expectEach({{wide.find(character, 3), -1}, {utf8.find(character, 3), -1}, {ansi.find(character, 3), -1}});
+    EXPECT_EACH({{wide.find(character, 3), -1}, {utf8.find(character, 3), -1}, {ansi.find(character, 3), -1}});
   }
   EXPECT_EQ(wide.find(0, 4), -1);
 }
@@ -313,7 +313,7 @@ TEST(StringEdit, EachEditAnswersAndLeavesTheDesignedText) {
 TEST(StringEdit, BlocksAreKeptWrittenInPlaceOrSharedAsDesigned) {
   String s(L"cat hat"), all(L"aaaa"), none(L"all");
   const wchar_t* block = s.getBuffer();
-  test::expectEach({{s.getLength(), 7}, {s.replace(L"zz", L"y") + s.erase(1, 0), 0}, {s.getBuffer() == block, true},
+  EXPECT_EACH({{s.getLength(), 7}, {s.replace(L"zz", L"y") + s.erase(1, 0), 0}, {s.getBuffer() == block, true},
                     {s.replace(L"at", L"ow"), 2},  // Equal lengths, unshared: in place.
                     {StringBlock<wchar_t>::cachedLength(s), -1}, {s.getBuffer() == block, true},
                     {all.replace(L"a", L""), 4}, {isSharedEmpty(all), true}, {none.erase(0, 3), 3}, {isSharedEmpty(none), true}});
@@ -321,7 +321,7 @@ TEST(StringEdit, BlocksAreKeptWrittenInPlaceOrSharedAsDesigned) {
   EXPECT_EQ(s.replace(L'c', L'b'), 1);
   EXPECT_EQ(copy, L"cow how");
   StringUtf8 u(u8("x\xC3\xA9y\xC3\xA9"));  // Positions count bytes in UTF-8.
-  test::expectEach({{u.replace(0xE9, 'e'), 2}, {u.erase(3, 1), 1}, {u.insert(1, 0x20AC), 6}});
+  EXPECT_EACH({{u.replace(0xE9, 'e'), 2}, {u.erase(3, 1), 1}, {u.insert(1, 0x20AC), 6}});
   EXPECT_EQ(bytesOf(u), "x\xE2\x82\xAC" "ey");
 }
 

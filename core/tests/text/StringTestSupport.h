@@ -8,7 +8,6 @@
 
 #include <initializer_list>
 #include <ostream>
-#include <source_location>
 #include <string>
 #include <utility>
 
@@ -37,14 +36,15 @@ inline const unsigned char* u8(const char* text) {
 inline std::string bytesOf(const StringUtf8& s) { return reinterpret_cast<const char*>(s.getBuffer()); }
 
 // Checks many numeric results at once, each row {result, expected}; a
-// failure names the row and the line of the list.
-inline void expectEach(std::initializer_list<std::pair<long long, long long>> rows,
-                       std::source_location where = std::source_location::current()) {
+// failure names the row and the line of the list. Called as EXPECT_EACH.
+inline void expectEach(int line, std::initializer_list<std::pair<long long, long long>> rows) {
   int row = 0;
   for (const auto& [result, expected] : rows) {
-    EXPECT_EQ(result, expected) << "row " << row++ << " of the list at line " << where.line();
+    EXPECT_EQ(result, expected) << "row " << row++ << " of the list at line " << line;
   }
 }
 
 }  // namespace test
 }  // namespace orvo
+
+#define EXPECT_EACH(...) ::orvo::test::expectEach(__LINE__, __VA_ARGS__)

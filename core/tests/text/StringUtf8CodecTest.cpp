@@ -128,7 +128,7 @@ void expectPathsAgree(const std::string& bytes, const std::string& what) {
 // Western text: ASCII and two-byte characters only, the text the vector
 // check takes 128 bytes at a time without its table lookups.
 std::string westernText(std::size_t length) {
-  const char* words[] = {"caf\xC3\xA9 ", "na\xC3\xAFve ", "the ", "\xC2\xA9 ", "\xDF\xBF", "fox ", "stra\xC3\x9F" "e "};
+  const char* words[] = {"caf\xC3\xA9 ", "na\xC3\xAFve ", "the ", "\xC2\xA9 ", "\xDF\xBF", "fox ", ("stra\xC3\x9F" "e ")};
   std::string text;
   for (std::size_t i = 0; text.size() < length; ++i) text += words[(i * 5 + i / 3) % std::size(words)];
   return text;
@@ -222,8 +222,9 @@ TEST(WidePrimitives, OneUnitIsOneCharacter) {
   EXPECT_EQ(charToString(buffer, 0x1F600), 1);
   EXPECT_EQ(std::wstring(buffer), L"\U0001F600");
   EXPECT_EQ(charToString(buffer, 0) + buffer[0] + stringLength(L"\U0001F600x"), 2);
-  const wchar_t* position = L"ab" + 2;
-  EXPECT_EQ(stringGetLastChar(position - 2, position), L'b');
+  const wchar_t* text = L"ab";
+  const wchar_t* position = &text[2];
+  EXPECT_EQ(stringGetLastChar(text, position), L'b');
 }
 
 }  // namespace
