@@ -125,6 +125,7 @@ TEST(StringReading, LengthIndexAndSubStringCountCharactersInsideTheText) {
   EXPECT_TRUE(isSharedEmpty(u.getSubString(7, 1)));
   EXPECT_EQ(s.getSubString(6, 5), L"world");
   EXPECT_EQ(s.getSubString(0, 11).getBuffer(), s.getBuffer());
+  EXPECT_EQ(s.getSubString(0, 10), L"hello worl");
   EXPECT_TRUE(isSharedEmpty(s.getSubString(3, 0)));
   EXPECT_EQ(s.getSubString(9, 100), L"ld");
   EXPECT_TRUE(isSharedEmpty(s.getSubString(100, 2)));
