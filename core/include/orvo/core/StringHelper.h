@@ -25,6 +25,8 @@ class ORVO_API StringHelper {
   StringHelper() = delete;
 
   static StringAnsi wideToAnsi(const wchar_t* text);
+  // Unlike Windows, Windows-1252 (also the default page) has no character
+  // for the bytes 0x81, 0x8D, 0x8F, 0x90 and 0x9D here: each becomes U+FFFD.
   static String ansiToWide(const char* text);
   static StringUtf8 wideToUtf8(const wchar_t* text);
   static String utf8ToWide(const unsigned char* text);
