@@ -74,13 +74,13 @@ char* stringChar(const char* text, int& code) {
 
 int stringGetLastChar(const char* begin, const char*& position) {
   // Character boundaries are only known from the start of the text.
+  // A terminator inside the range ends the walk: the step stays on it.
   const char* step = begin;
-  const char* next = begin;
-  do {
+  const char* next = nextCharacter(step);
+  while (next != step && next < position) {
     step = next;
     next = nextCharacter(step);
-    if (next == step) break;  // A terminator inside the range.
-  } while (next < position);
+  }
   position = step;
   int code;
   stringChar(step, code);

@@ -222,6 +222,7 @@ TEST(WidePrimitives, OneUnitIsOneCharacter) {
   EXPECT_EQ(charToString(buffer, 0x1F600), 1);
   EXPECT_EQ(std::wstring(buffer), L"\U0001F600");
   EXPECT_EQ(charToString(buffer, 0) + buffer[0] + stringLength(L"\U0001F600x"), 2);
+  EXPECT_EQ(charLength<wchar_t>(0x20AC) + stringCharLength(L"a"), 2);
   const wchar_t* text = L"ab";
   const wchar_t* position = &text[2];
   EXPECT_EQ(stringGetLastChar(text, position), L'b');
