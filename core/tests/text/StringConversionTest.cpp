@@ -12,6 +12,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 
 #include "text/CharsetTable.h"
 #include "text/StringBlock.h"
@@ -42,22 +43,20 @@ TEST_F(StringConversion, AHighBitOpensATwoByteCharacterThatNeverTakesTheTerminat
 }
 
 TEST_F(StringConversion, OneCharacterThroughTheActiveCodePage) {
-  struct Case {
-    int codePage;
-    const char* bytes;
+  // The page, a character's bytes and code, and charToString's answer for
+  // the code (-1: refused).
+  const std::tuple<int, const char*, int, int> cases[] = {{936, "\xD6\xD0", 0x4E2D, 2}, {0, "\x80", 0x20AC, 1},
+                                                          {1252, "A", 'A', 1},          {1252, "\x81", 0xFFFD, 1},
+                                                          {12345, "A", 0xFFFD, -1},     {1252, "\xE9", 0xE9, 1}};
+  for (const auto& [codePage, bytes, expected, encodedLength] : cases) {
+    setCodePage(codePage);
     int code;
-    int encodedLength;  // charToString of the code; -1 refused.
-  } cases[] = {{936, "\xD6\xD0", 0x4E2D, 2}, {0, "\x80", 0x20AC, 1},  {1252, "A", 'A', 1},
-               {1252, "\x81", 0xFFFD, 1},   {12345, "A", 0xFFFD, -1}, {1252, "\xE9", 0xE9, 1}};
-  for (const Case& c : cases) {
-    setCodePage(c.codePage);
-    int code;
-    EXPECT_EQ(stringChar(c.bytes, code), c.bytes + std::strlen(c.bytes)) << c.codePage;
-    EXPECT_EQ(code, c.code) << c.codePage << " " << c.bytes;
+    EXPECT_EQ(stringChar(bytes, code), bytes + std::strlen(bytes)) << codePage;
+    EXPECT_EQ(code, expected) << codePage << " " << bytes;
     char buffer[3] = {1, 1, 1};
-    EXPECT_EQ(charToString(buffer, c.code), c.encodedLength) << c.codePage;
-    EXPECT_EQ(charLength<char>(c.code), c.encodedLength) << c.codePage;
-    EXPECT_STREQ(buffer, c.encodedLength < 0 ? "" : c.code == 0xFFFD ? "?" : c.bytes) << c.codePage;
+    EXPECT_EQ(charToString(buffer, expected), encodedLength) << codePage;
+    EXPECT_EQ(charLength<char>(expected), encodedLength) << codePage;
+    EXPECT_STREQ(buffer, encodedLength < 0 ? "" : expected == 0xFFFD ? "?" : bytes) << codePage;
   }
   setCodePage(1252);
   char buffer[3];
@@ -138,24 +137,21 @@ TEST_F(StringConversion, Utf8AndWideBothWaysWithReplacements) {
 // --- Code pages -----------------------------------------------------------
 
 TEST_F(StringConversion, RealCodePagesConvertBothWays) {
-  struct Sample {
-    int codePage;
-    const char* bytes;
-    const wchar_t* text;
-  } samples[] = {{936, "\xD6\xD0\xCE\xC4 GB2312", L"\u4E2D\u6587 GB2312"},
-                 {932, "\x93\xFA\x96\x7B\x8C\xEA sjis", L"\u65E5\u672C\u8A9E sjis"},
-                 {20866, "\xF0\xD2\xC9\xD7\xC5\xD4", L"\u041F\u0440\u0438\u0432\u0435\u0442"},
-                 {0, "caf\xE9 \x80", L"caf\u00E9 \u20AC"},
-                 {1251, "\xCF\xF0\xE8\xE2\xE5\xF2", L"\u041F\u0440\u0438\u0432\u0435\u0442"},
-                 {949, "\xC7\xD1\xB1\xB9", L"\uD55C\uAD6D"},
-                 {50225, "\x1B$)C\x0EGQ19\x0F", L"\uD55C\uAD6D"},
-                 {65001, "\xE2\x82\xAC", L"\u20AC"}};
-  for (const Sample& sample : samples) {
-    setCodePage(sample.codePage);
-    EXPECT_EQ(StringHelper::ansiToWide(sample.bytes), sample.text) << sample.codePage;
-    EXPECT_STREQ(StringHelper::wideToAnsi(sample.text).getBuffer(), sample.bytes) << sample.codePage;
-    EXPECT_STREQ(StringHelper::utf8ToAnsi(StringHelper::wideToUtf8(sample.text)).getBuffer(), sample.bytes);
-    EXPECT_EQ(StringHelper::ansiToUtf8(sample.bytes), StringHelper::wideToUtf8(sample.text)) << sample.codePage;
+  const std::tuple<int, const char*, const wchar_t*> samples[] = {
+      {936, "\xD6\xD0\xCE\xC4 GB2312", L"\u4E2D\u6587 GB2312"},
+      {932, "\x93\xFA\x96\x7B\x8C\xEA sjis", L"\u65E5\u672C\u8A9E sjis"},
+      {20866, "\xF0\xD2\xC9\xD7\xC5\xD4", L"\u041F\u0440\u0438\u0432\u0435\u0442"},
+      {0, "caf\xE9 \x80", L"caf\u00E9 \u20AC"},
+      {1251, "\xCF\xF0\xE8\xE2\xE5\xF2", L"\u041F\u0440\u0438\u0432\u0435\u0442"},
+      {949, "\xC7\xD1\xB1\xB9", L"\uD55C\uAD6D"},
+      {50225, "\x1B$)C\x0EGQ19\x0F", L"\uD55C\uAD6D"},
+      {65001, "\xE2\x82\xAC", L"\u20AC"}};
+  for (const auto& [codePage, bytes, text] : samples) {
+    setCodePage(codePage);
+    EXPECT_EQ(StringHelper::ansiToWide(bytes), text) << codePage;
+    EXPECT_STREQ(StringHelper::wideToAnsi(text).getBuffer(), bytes) << codePage;
+    EXPECT_STREQ(StringHelper::utf8ToAnsi(StringHelper::wideToUtf8(text)).getBuffer(), bytes) << codePage;
+    EXPECT_EQ(StringHelper::ansiToUtf8(bytes), StringHelper::wideToUtf8(text)) << codePage;
   }
 }
 
@@ -190,8 +186,7 @@ TEST_F(StringConversion, EveryCodePageEndsCleanlyAfterARejectedSequence) {
       EXPECT_EQ(StringHelper::ansiToWide(text.c_str()), L"x\uFFFD") << codePage;
       int code = 0;
       stringChar(text.c_str() + 1, code);
-      EXPECT_EQ(code, 0xFFFD) << codePage;
-      EXPECT_EQ(StringAnsi(text.c_str()).find(L'x'), 0) << codePage;
+      EXPECT_EACH({{code, 0xFFFD}, {StringAnsi(text.c_str()).find(L'x'), 0}});
     }
     EXPECT_EQ(StringHelper::ansiToWide(StringHelper::wideToAnsi(L"x\U0001F600")), L"x?") << codePage;
   }

@@ -74,18 +74,16 @@ TEST(StringBlocks, CopiesAndMovesShareTheBlock) {
 TEST(StringBlocks, AssigningTextReusesOnlyAnUnsharedBlockOfTheSameSize) {
   String s(L"abc");
   const wchar_t* block = s.getBuffer();
-  EXPECT_EQ(s.getLength(), 3);
+  const int length = s.getLength();
   s = L"xyz";
-  EXPECT_EQ(StringBlock<wchar_t>::cachedLength(s), -1);
-  EXPECT_EQ(s.getBuffer(), block);
+  EXPECT_EACH({{length, 3}, {StringBlock<wchar_t>::cachedLength(s), -1}, {s.getBuffer() == block, true}});
   String copy = s;
   s = L"uvw";
   EXPECT_EQ(copy, L"xyz");
   s = s.getBuffer() + 1;  // A text from inside the string itself.
   EXPECT_EQ(s, L"vw");
   s = L"";  // Unlike the constructor: a block of its own.
-  EXPECT_FALSE(isSharedEmpty(s));
-  EXPECT_EQ(s, String());
+  EXPECT_TRUE(!isSharedEmpty(s) && s == String());
   s = static_cast<const wchar_t*>(nullptr);
   EXPECT_TRUE(isSharedEmpty(s));
 }
