@@ -1,8 +1,6 @@
 // String against its peers, side by side in one run: copies against
-// std::wstring (in a single-threaded process, and again once a second thread
-// runs: those come last, so do not shuffle the order), UTF-8 conversion and
-// code-page conversion against glibc's iconv, compare and find against
-// std::wstring.
+// std::wstring, UTF-8 conversion and code-page conversion against glibc's
+// iconv, compare and find against std::wstring.
 #include <orvo/core/CodePage.h>
 #include <orvo/core/String.h>
 #include <orvo/core/StringHelper.h>
@@ -10,12 +8,10 @@
 #include <benchmark/benchmark.h>
 #include <iconv.h>
 
-#include <condition_variable>
+#include <atomic>
 #include <cwchar>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -51,31 +47,16 @@ void BM_CopyStdWstring(benchmark::State& state) {
 }
 BENCHMARK(BM_CopyStdWstring)->Arg(16)->Arg(256)->Arg(4096);
 
-// The same, with a thousand copies alive at once before they go, as copies
-// kept in a container are: the allocator cannot hand the same block back.
-constexpr int kLiveCopies = 1000;
-
-template <class Text>
-void copyManyTimes(benchmark::State& state, const Text& source) {
-  std::vector<Text> copies;
-  copies.reserve(kLiveCopies);
+// The floor under a String copy and its destruction once a second thread
+// runs: one locked increment and one locked decrement of a count.
+void BM_LockedCountUpAndDown(benchmark::State& state) {
+  std::atomic<int> count{1};
   for (auto _ : state) {
-    for (int i = 0; i < kLiveCopies; ++i) copies.push_back(source);
-    benchmark::DoNotOptimize(copies.data());
-    copies.clear();
+    count.fetch_add(1, std::memory_order_relaxed);
+    benchmark::DoNotOptimize(count.fetch_sub(1, std::memory_order_acq_rel));
   }
-  state.SetItemsProcessed(state.iterations() * kLiveCopies);
 }
-
-void BM_CopyStringLive(benchmark::State& state) {
-  copyManyTimes(state, String(sampleText(static_cast<std::size_t>(state.range(0))).c_str()));
-}
-BENCHMARK(BM_CopyStringLive)->Arg(16)->Arg(256)->Arg(4096);
-
-void BM_CopyStdWstringLive(benchmark::State& state) {
-  copyManyTimes(state, sampleText(static_cast<std::size_t>(state.range(0))));
-}
-BENCHMARK(BM_CopyStdWstringLive)->Arg(16)->Arg(256)->Arg(4096);
+BENCHMARK(BM_LockedCountUpAndDown);
 
 // --- UTF-8 ----------------------------------------------------------------
 
@@ -210,7 +191,7 @@ BENCHMARK(BM_CodePageToWideFreshIconv);
 // --- Compare and find -----------------------------------------------------
 
 // Pairs of texts of 16 or 256 characters that differ only in the last one.
-// The scans' speed depends on where the texts lie relative to cache lines,
+// Comparisons' speed depends on where the texts lie relative to cache lines,
 // so each benchmark cycles through sixteen pairs placed at different offsets
 // (small allocations in between shift them), rather than measuring the luck
 // of one placement.
@@ -255,15 +236,6 @@ void BM_CompareStdWstring(benchmark::State& state) {
 }
 BENCHMARK(BM_CompareStdWstring)->Arg(16)->Arg(256);
 
-// glibc's own scan over the same blocks as BM_CompareString: what the
-// scanning loop alone costs, apart from the string's call.
-void BM_WmemcmpOnStringBlocks(benchmark::State& state) {
-  compareRounds<String>(state, [](const String& a, const String& b) {
-    return std::wmemcmp(a.getBuffer(), b.getBuffer(), static_cast<std::size_t>(a.getLength()));
-  });
-}
-BENCHMARK(BM_WmemcmpOnStringBlocks)->Arg(16)->Arg(256);
-
 void BM_CompareStringWithPointer(benchmark::State& state) {
   compareRounds<String>(state, [](const String& a, const String& b) { return a.compare(b.getBuffer()); });
 }
@@ -295,48 +267,6 @@ BENCHMARK(BM_FindCharacterString);
 
 void BM_FindCharacterStdWstring(benchmark::State& state) { findRounds<std::wstring>(state, L'!'); }
 BENCHMARK(BM_FindCharacterStdWstring);
-
-// --- Copying once a second thread runs --------------------------------------
-// Until a program starts a second thread, string counts (and the allocator's
-// locks) need no atomic instructions; after that they do, for the rest of the
-// process. These run last, as they start a thread that stays until exit.
-
-class ParkedThread {
- public:
-  ParkedThread()
-      : _thread([this] {
-          std::unique_lock<std::mutex> lock(_mutex);
-          _wake.wait(lock, [this] { return _done; });
-        }) {}
-  ~ParkedThread() {
-    {
-      std::lock_guard<std::mutex> lock(_mutex);
-      _done = true;
-    }
-    _wake.notify_one();
-    _thread.join();
-  }
-
- private:
-  std::mutex _mutex;
-  std::condition_variable _wake;
-  bool _done = false;
-  std::thread _thread;
-};
-
-void startSecondThread() { static ParkedThread parked; }
-
-void BM_CopyStringThreaded(benchmark::State& state) {
-  startSecondThread();
-  BM_CopyString(state);
-}
-BENCHMARK(BM_CopyStringThreaded)->Arg(16)->Arg(256)->Arg(4096);
-
-void BM_CopyStdWstringThreaded(benchmark::State& state) {
-  startSecondThread();
-  BM_CopyStdWstring(state);
-}
-BENCHMARK(BM_CopyStdWstringThreaded)->Arg(16)->Arg(256)->Arg(4096);
 
 }  // namespace
 

@@ -27,7 +27,11 @@ void require(bool condition) {
   if (!condition) std::abort();
 }
 
-const int kCodePages[] = {0, 1252, 936, 932, 949, 950, 20866, 50225, 65001, 12345, 1258, 28592};
+// Every code page of the charset table, the default, UTF-8 and one no
+// converter knows; the seeds in corpus/strings/codepage-* end each page's text
+// right after a sequence the page rejects.
+const int kCodePages[] = {0,    852,  866,  874,  932,  936,  949,   950,   1250,  1251,  1252,
+                          1253, 1254, 1255, 1256, 1257, 1258, 20866, 28592, 50225, 65001, 12345};
 
 // Walks a text forward and back with the primitives of its form.
 template <class T>
@@ -86,6 +90,16 @@ void compareCodecPaths(const unsigned char* bytes, std::size_t length) {
 
 void convert(const char* ansi, const unsigned char* utf8, const wchar_t* wide) {
   const String fromUtf8 = StringHelper::utf8ToWide(utf8);
+  // The character walk over UTF-8 gives the characters the conversion gives.
+  const StringUtf8 utf8String(utf8);
+  require(utf8String.getLength() == fromUtf8.getLength());
+  const unsigned char* p = utf8;
+  for (int i = 0; i < fromUtf8.getLength(); ++i) {
+    int code;
+    p = stringChar(p, code);
+    require(code == static_cast<int>(fromUtf8.getBuffer()[i]));
+  }
+  require(*p == 0);
   const StringUtf8 backToUtf8 = StringHelper::wideToUtf8(fromUtf8);
   // A second round changes nothing: broken parts are replaced already.
   require(StringHelper::utf8ToWide(backToUtf8) == fromUtf8);
@@ -111,6 +125,10 @@ void operate(const T* text, const T* other) {
   const int length = s.getLength();
   const int units = s.getBufferLength() / static_cast<int>(sizeof(T)) - 1;
   for (int i = 0; i < length && i < 64; ++i) (void)s[i];
+  // Positions beyond the text answer from its end, never beyond the block.
+  require(s[length + 3] == 0 && s[-1] == 0);
+  require(s.getSubString(length > 0 ? length - 1 : 0, length + 8).getLength() <= 1);
+  require(TString<T>(text, length + 8) == s);
   if (length > 0) {
     const int start = length / 3;
     const TString<T> middle = s.getSubString(start, (length - start + 1) / 2);

@@ -1,5 +1,7 @@
 #include <orvo/core/Unknown.h>
 
+#include "text/Utf8Codec.h"
+
 namespace orvo {
 namespace {
 
@@ -8,21 +10,9 @@ namespace {
 class ClassIdSum {
  public:
   void addCodePoint(std::uint32_t c) {
-    if (c < 0x80) {
-      addByte(c);
-    } else if (c < 0x800) {
-      addByte(0xC0 | (c >> 6));
-      addByte(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      addByte(0xE0 | (c >> 12));
-      addByte(0x80 | ((c >> 6) & 0x3F));
-      addByte(0x80 | (c & 0x3F));
-    } else {
-      addByte(0xF0 | ((c >> 18) & 0x07));
-      addByte(0x80 | ((c >> 12) & 0x3F));
-      addByte(0x80 | ((c >> 6) & 0x3F));
-      addByte(0x80 | (c & 0x3F));
-    }
+    unsigned char bytes[4];
+    const unsigned char* end = utf8::encodeCodePoint(c, bytes);
+    for (const unsigned char* p = bytes; p != end; ++p) addByte(*p);
   }
   // 0 would read as "not computed yet", so no name hashes to it.
   std::uint32_t result() const { return _sum == 0 ? 0xFFFFFFFFu : _sum; }

@@ -173,8 +173,14 @@ void CodePageConverter::toWide(const char* text, std::size_t length, TextScratch
     out.commit(room - targetLeft / sizeof(wchar_t));
     if (result != static_cast<std::size_t>(-1)) break;
     if (errno == E2BIG) continue;
+    // A character kept back for a combining mark (the Vietnamese page) comes
+    // before the replacement.
+    flushState(converter, out);
     out.push(L'\uFFFD');
-    if (errno != EILSEQ) break;  // EINVAL: the text ends inside a sequence.
+    // EINVAL: the text ends inside a sequence. Some converters (glibc's
+    // Korean one) consume a rejected pair whole and still answer EILSEQ, with
+    // nothing left to step over.
+    if (errno != EILSEQ || inLeft == 0) break;
     ++in;
     --inLeft;
   }

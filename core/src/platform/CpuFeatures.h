@@ -1,11 +1,10 @@
 // CpuFeatures.h: what the processor offers beyond the x86-64 baseline.
 //
-// The text hot paths have AVX2 versions; they are chosen at run time, so
-// that the library still runs on any x86-64 processor. (AVX-512 was tried for
-// the comparison scans: its 64-byte loads split across cache lines more
-// often and came out slower.) Until the library's static initialisers have run, the
-// portable paths are taken. Tests limit the choice to check each path
-// against the others.
+// The UTF-8 codec has AVX2 loops (Utf8Vector.h); they are chosen at run
+// time, so that the library still runs on any x86-64 processor. Until the
+// library's static initialisers have run, the portable loops are taken.
+// Tests limit the choice to check each path against the others. Shared by
+// all threads: the choice is one atomic word.
 #pragma once
 
 #include <atomic>

@@ -1,7 +1,10 @@
 #include <orvo/core/Character.h>
 
+#include <cstdint>
+
 #include "text/CharacterStep.h"
 #include "text/CodePageCodec.h"
+#include "text/Utf8Codec.h"
 
 namespace orvo {
 namespace {
@@ -71,13 +74,13 @@ char* stringChar(const char* text, int& code) {
 
 int stringGetLastChar(const char* begin, const char*& position) {
   // Character boundaries are only known from the start of the text.
+  // A terminator inside the range ends the walk: the step stays on it.
   const char* step = begin;
-  const char* next = begin;
-  do {
+  const char* next = nextCharacter(step);
+  while (next != step && next < position) {
     step = next;
     next = nextCharacter(step);
-    if (next == step) break;  // A terminator inside the range.
-  } while (next < position);
+  }
   position = step;
   int code;
   stringChar(step, code);
@@ -97,75 +100,44 @@ int stringLength(const char* text) {
 // --- UTF-8 ----------------------------------------------------------------
 
 int charToString(unsigned char* buffer, int code) {
-  const int length = charLength<unsigned char>(code);
   const unsigned unit = static_cast<unsigned>(code) & 0xFFFF;
-  if (unit == 0) {
-    buffer[0] = 0;
-    return 0;
-  }
-  switch (length) {
-    case 1:
-      buffer[0] = static_cast<unsigned char>(unit & 0x7F);
-      break;
-    case 2:
-      buffer[0] = static_cast<unsigned char>(0xC0 | ((unit >> 6) & 0x1F));
-      buffer[1] = static_cast<unsigned char>(0x80 | (unit & 0x3F));
-      break;
-    default:
-      buffer[0] = static_cast<unsigned char>(0xE0 | ((unit >> 12) & 0x0F));
-      buffer[1] = static_cast<unsigned char>(0x80 | ((unit >> 6) & 0x3F));
-      buffer[2] = static_cast<unsigned char>(0x80 | (unit & 0x3F));
-      break;
-  }
+  const unsigned char* end = unit == 0 ? buffer : utf8::encodeCodePoint(unit, buffer);
+  const auto length = static_cast<int>(end - buffer);
   buffer[length] = 0;
   return length;
 }
 
+// The UTF-8 walk follows the codec's decoder (Utf8Codec.h), so that
+// characters counted here are the characters a conversion gives.
+
 int stringCharLength(const unsigned char* text) {
-  // A continuation byte is never 0, so these reads stop at the terminator.
-  const unsigned char lead = text[0];
-  if ((lead & 0xF0) == 0xE0) {
-    if (!isContinuation(text[1])) return 1;
-    return isContinuation(text[2]) ? 3 : 2;
-  }
-  if ((lead & 0xE0) == 0xC0) return isContinuation(text[1]) ? 2 : 1;
-  return 1;
+  std::uint32_t code;
+  const std::size_t length = utf8::decodeCharacter(text, code);
+  return length == 0 ? 1 : static_cast<int>(length);
 }
 
 unsigned char* stringChar(const unsigned char* text, int& code) {
-  if (*text == 0) {
-    code = 0;
-    return const_cast<unsigned char*>(text);
-  }
-  const int length = stringCharLength(text);
-  switch (length) {
-    case 2:
-      code = ((text[0] & 0x1F) << 6) | (text[1] & 0x3F);
-      break;
-    case 3:
-      code = ((text[0] & 0x0F) << 12) | ((text[1] & 0x3F) << 6) | (text[2] & 0x3F);
-      break;
-    default:
-      code = text[0] & 0x7F;
-      break;
-  }
+  std::uint32_t decoded;
+  const std::size_t length = utf8::decodeCharacter(text, decoded);
+  code = static_cast<int>(decoded);
   return const_cast<unsigned char*>(text + length);
 }
 
 int stringGetLastChar(const unsigned char* begin, const unsigned char*& position) {
-  const unsigned char* p = --position;
-  const int last = *p;
-  if (p == begin || !isContinuation(*p)) return last;
-  const unsigned char before = p[-1];
-  if ((before & 0xE0) == 0xC0) {
-    position = p - 1;
-    return (last << 8) | before;
-  }
-  if (isContinuation(before) && p - 1 != begin && (p[-2] & 0xF0) == 0xE0) {
-    position = p - 2;
-    return (last << 16) | (before << 8) | p[-2];
-  }
-  return last;
+  // Every byte that is no continuation starts a character. The last one
+  // before `position` (at most three continuations back) starts the last
+  // character if its sequence reaches `position`; otherwise the last byte is
+  // a stray continuation, a character of its own.
+  const unsigned char* const end = position;
+  const unsigned char* start = end - 1;
+  while (start > begin && end - start < 4 && isContinuation(*start)) --start;
+  std::uint32_t code;
+  if (static_cast<std::size_t>(end - start) != utf8::decodeCharacter(start, code)) start = end - 1;
+  position = start;
+  // The character's bytes as a little-endian number, first byte lowest.
+  std::uint32_t bytes = 0;
+  for (const unsigned char* p = end; p > start;) bytes = bytes << 8 | *--p;
+  return static_cast<int>(bytes);
 }
 
 int stringLength(const unsigned char* text) {

@@ -15,7 +15,6 @@
 
 #include "text/CharacterStep.h"
 #include "text/CodePageCodec.h"
-#include "text/WideCompare.h"
 #include "platform/WideFormat.h"
 
 namespace orvo {
@@ -139,19 +138,8 @@ int compareCharacters(const T* a, const T* b, int (*fold)(int)) {
   }
 }
 
-// Compares wide text whose shorter side has `shorter` units before the
-// terminator that ends its block, so that both are readable for one unit
-// more. `ownLength` is the cached length of `own`, -1 while unknown, and
-// `ownUnits` its units. Where the length shows no terminator before the
-// block's end, the first differing unit decides, a terminator inside `other`
-// included, and equal texts end in equal terminators. Otherwise, or while
-// the length is unknown (measuring first would cost a pass), the comparison
-// also ends at the first terminator of `own`.
-[[gnu::always_inline]] inline int compareWide(const wchar_t* own, int ownLength, int ownUnits, const wchar_t* other,
-                                              std::size_t shorter) {
-  return ownLength != ownUnits ? compareUnitsToTerminator(own, other, shorter + 1)
-                               : compareUnits(own, other, shorter + 1);
-}
+// -1, 0 or 1: the C library's comparisons answer any sign.
+int signOf(int difference) { return (difference > 0) - (difference < 0); }
 
 template <class T>
 void freeBlock(typename TString<T>::StringData* data) {
@@ -231,14 +219,15 @@ TString<T>::TString(const T* text) : TString(newBlock(text, unitsOf(text))) {
 
 template <class T>
 TString<T>::TString(const T* text, int length) : _buffer(nullptr) {
+  // A length beyond the text stops at its terminator, so trailing zero units
+  // never enter the block.
   const T* end = text;
   if (text && length > 0) {
     if constexpr (kWide<T>) {
-      end = text + length;
+      end = text + ::wcsnlen(text, static_cast<std::size_t>(length));
     } else {
-      for (int i = 0; i < length; ++i) end += stringCharLength(end);
+      for (int i = 0; i < length && *end != 0; ++i) end = nextCharacter(end);
     }
-    while (end > text && end[-1] == 0) --end;
   }
   _buffer = bufferOf(newBlock(text, end - text));
 }
@@ -298,29 +287,32 @@ int TString<T>::computeLength() const {
 }
 
 template <class T>
-int TString<T>::operator[](int index) const {
+const T* TString<T>::characterAt(int index) const {
+  // A position beyond the text is the caller's error; it ends on the
+  // terminator rather than outside the block.
+  if (index <= 0) return _buffer;
   if constexpr (kWide<T>) {
-    return static_cast<int>(_buffer[index]);
+    return _buffer + std::min(index, unitCount());
   } else {
     const T* p = _buffer;
-    for (int i = 0; i < index; ++i) p = nextCharacter(p);
-    int code;
-    stringChar(p, code);
-    return code;
+    for (int i = 0; i < index && *p != 0; ++i) p = nextCharacter(p);
+    return p;
   }
+}
+
+template <class T>
+int TString<T>::operator[](int index) const {
+  if (index < 0) return 0;
+  int code;
+  stringChar(characterAt(index), code);
+  return code;
 }
 
 template <class T>
 TString<T> TString<T>::getSubString(int start, int length) const {
   if (length < 1) return TString();
   if (start == 0 && length == getLength()) return *this;
-  const T* p = _buffer;
-  if constexpr (kWide<T>) {
-    p += start;
-  } else {
-    for (int i = 0; i < start; ++i) p = nextCharacter(p);
-  }
-  return TString(p, length);
+  return TString(characterAt(start), length);
 }
 
 // --- Comparison -----------------------------------------------------------
@@ -330,10 +322,7 @@ int TString<T>::compare(const T* text) const {
   if (!text) text = _empty.terminator;
   if (text == _buffer) return 0;
   if constexpr (kWide<T>) {
-    const int own = unitCount();
-    const std::size_t other = std::wcslen(text);
-    return compareWide(_buffer, getData()->length.load(std::memory_order_relaxed), own, text,
-                       std::min(static_cast<std::size_t>(own), other));
+    return signOf(std::wcscmp(_buffer, text));
   } else {
     return compareCharacters(_buffer, text, keepCase);
   }
@@ -343,9 +332,14 @@ template <class T>
 int TString<T>::compare(const TString& other) const {
   if constexpr (kWide<T>) {
     if (other._buffer == _buffer) return 0;
-    const int own = unitCount(), theirs = other.unitCount();
-    return compareWide(_buffer, getData()->length.load(std::memory_order_relaxed), own, other._buffer,
-                       static_cast<std::size_t>(std::min(own, theirs)));
+    // Where the shorter side's length shows no zero unit inside its block,
+    // its terminator ends the comparison: one wmemcmp, with no search for
+    // the terminator.
+    const TString& shorter = unitCount() <= other.unitCount() ? *this : other;
+    if (shorter.getData()->length.load(std::memory_order_relaxed) == shorter.unitCount()) {
+      return signOf(std::wmemcmp(_buffer, other._buffer, static_cast<std::size_t>(shorter.unitCount()) + 1));
+    }
+    return signOf(std::wcscmp(_buffer, other._buffer));
   } else {
     return compare(other._buffer);
   }
@@ -406,8 +400,7 @@ TString<T>& TString<T>::trimLeft() {
   for (;;) {
     int code;
     const T* next = stringChar(p, code);
-    // A stray UTF-8 byte decodes to its low seven bits: it is no space.
-    if (next == p || !isAsciiSpace(code) || (kUtf8<T> && unitValue(*p) >= 0x80)) break;
+    if (next == p || !isAsciiSpace(code)) break;
     p = next;
   }
   if (p != _buffer) *this = TString(p);
@@ -473,8 +466,8 @@ int TString<T>::find(int character, int start) const {
   } else {
     const T* p = _buffer;
     for (int i = 0; i < start; ++i) p = nextCharacter(p);
-    // The character 0 is the terminator, though a stray UTF-8 byte 0x80
-    // decodes to the code 0 as well.
+    // The character 0 is the terminator: a code page may decode a broken
+    // byte to 0, which is no hit.
     for (; *p != 0; p = nextCharacter(p)) {
       int code;
       stringChar(p, code);

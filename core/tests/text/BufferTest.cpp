@@ -1,95 +1,86 @@
-// Buffer: a byte block owned by value.
+// Buffer: a byte block owned by value, and its hexadecimal text form.
+#include <orvo/core/Buffer.h>
+#include <orvo/core/String.h>
+
 #include <gtest/gtest.h>
 
 #include <cstring>
 
-#include <orvo/core/Buffer.h>
+#include "text/StringTestSupport.h"
 
 namespace orvo {
 namespace {
 
-void fill(Buffer& buffer, unsigned char value) {
-  std::memset(buffer.getBuffer(), value, static_cast<std::size_t>(buffer.getBufferSize()));
+Buffer bytes(std::initializer_list<unsigned char> values) {
+  Buffer buffer(static_cast<int>(values.size()));
+  if (values.size() > 0) std::memcpy(buffer.getBuffer(), values.begin(), values.size());
+  return buffer;
 }
 
-TEST(BufferTest, EmptyBufferHasNullBlock) {
-  Buffer empty;
-  EXPECT_EQ(empty.getBufferSize(), 0);
-  EXPECT_EQ(empty.getBuffer(), nullptr);
-  Buffer negative(-5);
-  EXPECT_EQ(negative.getBufferSize(), 0);
-  EXPECT_EQ(negative.getBuffer(), nullptr);
-}
+const unsigned char* at(const Buffer& buffer) { return static_cast<const unsigned char*>(buffer.getBuffer()); }
 
-TEST(BufferTest, SameSizeKeepsTheBytes) {
-  Buffer buffer(8);
-  fill(buffer, 0x5A);
+TEST(BufferTest, SizeChangesReallocateAndOnlyTheSameSizeKeepsTheBytes) {
+  Buffer buffer = bytes({1, 2, 3, 4});
   const void* block = buffer.getBuffer();
-  EXPECT_EQ(buffer.setBufferSize(8), 8);
-  EXPECT_EQ(buffer.getBuffer(), block);
-  EXPECT_EQ(static_cast<const unsigned char*>(buffer.getBuffer())[7], 0x5A);
-}
-
-TEST(BufferTest, OtherSizeReallocatesEvenWhenSmaller) {
-  Buffer buffer(8);
-  fill(buffer, 0x5A);
-  EXPECT_EQ(buffer.setBufferSize(4), 4);
-  // The content is not kept; all we can say is that the block is new and
-  // usable at its new size (ASan checks the bounds).
-  fill(buffer, 0x11);
-  EXPECT_EQ(buffer.getBufferSize(), 4);
-}
-
-TEST(BufferTest, NegativeSizeFreesAndAnswersZero) {
-  Buffer buffer(16);
+  EXPECT_EACH({{Buffer(-5).getBuffer() == nullptr, true}, {buffer.setBufferSize(4), 4},
+                    {buffer.getBuffer() == block, true}, {at(buffer)[3], 4}, {buffer.setBufferSize(2), 2}});
+  std::memset(buffer.getBuffer(), 0x11, 2);  // Usable at its new size (ASan checks).
   EXPECT_EQ(buffer.setBufferSize(-1), 0);
   EXPECT_EQ(buffer.getBuffer(), nullptr);
 }
 
-TEST(BufferTest, CopyHasItsOwnEqualBlock) {
-  Buffer original(5);
-  std::memcpy(original.getBuffer(), "abcde", 5);
-  Buffer copy(original);
-  EXPECT_NE(copy.getBuffer(), original.getBuffer());
-  EXPECT_TRUE(copy == original);
-  static_cast<unsigned char*>(copy.getBuffer())[4] = 'X';
-  EXPECT_TRUE(copy != original);
-  EXPECT_EQ(static_cast<const unsigned char*>(original.getBuffer())[4], 'e');
-}
-
-TEST(BufferTest, AssignmentResizesAndCopies) {
-  Buffer source(3);
-  std::memcpy(source.getBuffer(), "xyz", 3);
-  Buffer target(10);
-  target = source;
-  EXPECT_EQ(target.getBufferSize(), 3);
-  EXPECT_EQ(std::memcmp(target.getBuffer(), "xyz", 3), 0);
-  Buffer& alias = target;  // Self-assignment, hidden from the compiler's warning.
+TEST(BufferTest, CopiesAndMovesOwnTheirBlocksAndCompareByBytes) {
+  const Buffer original = bytes({'a', 'b', 'c'});
+  Buffer copy(original), target(10);
+  const bool equalCopy = copy == original && copy.getBuffer() != original.getBuffer();
+  static_cast<unsigned char*>(copy.getBuffer())[2] = 'X';
+  EXPECT_EACH({{equalCopy, true}, {copy != original, true}, {Buffer() == Buffer(), true}, {Buffer(3) != Buffer(4), true}});
+  target = original;
+  Buffer& alias = target;
   target = alias;
-  EXPECT_EQ(std::memcmp(target.getBuffer(), "xyz", 3), 0);
-  Buffer empty;
-  target = empty;
+  EXPECT_EQ(target, original);
+  target = Buffer();
   EXPECT_EQ(target.getBufferSize(), 0);
+  const void* block = copy.getBuffer();
+  Buffer moved(std::move(copy));
+  EXPECT_EQ(moved.getBuffer(), block);
+  EXPECT_EQ(copy.getBuffer(), nullptr);  // NOLINT(bugprone-use-after-move)
 }
 
-TEST(BufferTest, EqualityBySizeThenBytes) {
-  Buffer a, b;
-  EXPECT_TRUE(a == b) << "two empty buffers";
-  Buffer three(3), four(4);
-  EXPECT_TRUE(three != four);
-  fill(three, 1);
-  Buffer other(3);
-  fill(other, 1);
-  EXPECT_TRUE(three == other);
+TEST(BufferHex, TwoLowerCaseDigitsAByteAndBackInEitherCase) {
+  EXPECT_EQ(bytes({0x0A, 0xFF, 0x00, 0x9C}).convertToHex(), L"0aff009c");
+  EXPECT_EQ(Buffer().convertToHex().getLength(), 0);
+  for (const wchar_t* text : {L"0aff", L"0AFF", L"0aFf"}) {
+    Buffer buffer;
+    EXPECT_TRUE(buffer.convertFromHex(String(text))) << text;
+    EXPECT_EQ(buffer, bytes({0x0A, 0xFF})) << text;
+  }
+  Buffer all(256), back;
+  for (int i = 0; i < 256; ++i) static_cast<unsigned char*>(all.getBuffer())[i] = static_cast<unsigned char>(i);
+  EXPECT_TRUE(back.convertFromHex(all.convertToHex()));
+  EXPECT_EQ(back, all);
+  EXPECT_TRUE(back.convertFromHex(String()));
+  EXPECT_EQ(back.getBuffer(), nullptr);
 }
 
-TEST(BufferTest, MoveTakesTheBlock) {
-  Buffer source(6);
-  const void* block = source.getBuffer();
-  Buffer target(std::move(source));
-  EXPECT_EQ(target.getBuffer(), block);
-  EXPECT_EQ(source.getBufferSize(), 0);
-  EXPECT_EQ(source.getBuffer(), nullptr);
+TEST(BufferHex, BadTextAnswersFalse) {
+  Buffer odd = bytes({7, 8});
+  EXPECT_FALSE(odd.convertFromHex(String(L"abc")));
+  EXPECT_EQ(odd, bytes({7, 8}));  // Untouched.
+  // A bad character stops with the new size and the bytes so far.
+  struct Case {
+    const wchar_t* text;
+    int size;
+    int first;  // -1: not decoded
+  } cases[] = {{L"12g4", 2, 0x12}, {L"abc!", 2, 0xAB}, {L" 1", 1, -1}, {L"\uFF10\uFF10", 1, -1}, {L"0\u0131", 1, -1}};
+  for (const Case& c : cases) {
+    Buffer buffer = bytes({7});
+    EXPECT_FALSE(buffer.convertFromHex(String(c.text)));
+    EXPECT_EQ(buffer.getBufferSize(), c.size);
+    if (c.first >= 0) {
+      EXPECT_EQ(at(buffer)[0], c.first);
+    }
+  }
 }
 
 }  // namespace

@@ -4,8 +4,12 @@
 
 #include <orvo/core/String.h>
 
+#include <gtest/gtest.h>
+
+#include <initializer_list>
 #include <ostream>
 #include <string>
+#include <utility>
 
 namespace orvo {
 
@@ -31,5 +35,16 @@ inline const unsigned char* u8(const char* text) {
 }
 inline std::string bytesOf(const StringUtf8& s) { return reinterpret_cast<const char*>(s.getBuffer()); }
 
+// Checks many numeric results at once, each row {result, expected}; a
+// failure names the row and the line of the list. Called as EXPECT_EACH.
+inline void expectEach(int line, std::initializer_list<std::pair<long long, long long>> rows) {
+  int row = 0;
+  for (const auto& [result, expected] : rows) {
+    EXPECT_EQ(result, expected) << "row " << row++ << " of the list at line " << line;
+  }
+}
+
 }  // namespace test
 }  // namespace orvo
+
+#define EXPECT_EACH(...) ::orvo::test::expectEach(__LINE__, __VA_ARGS__)

@@ -1,21 +1,28 @@
-// The library's own UTF-8 codec: strict decoding, exact measuring, and the
-// vector paths agreeing with the portable ones.
+// The library's own UTF-8 codec: strict decoding, exact measuring, the vector
+// paths agreeing with the portable ones; and the one-character primitives of
+// UTF-8 and wide text, whose walk agrees with the codec.
+#include <orvo/core/Character.h>
+#include <orvo/core/StringHelper.h>
+
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
-#include "text/Utf8Codec.h"
 #include "platform/CpuFeatures.h"
+#include "text/StringTestSupport.h"
+#include "text/Utf8Codec.h"
 
 namespace orvo {
 namespace {
 
+const unsigned char* bytesOf(const std::string& text) { return reinterpret_cast<const unsigned char*>(text.data()); }
+
 std::wstring decodeAll(const std::string& bytes) {
-  const auto* text = reinterpret_cast<const unsigned char*>(bytes.data());
-  const utf8::Measure measure = utf8::measureDecoded(text, bytes.size());
+  const utf8::Measure measure = utf8::measureDecoded(bytesOf(bytes), bytes.size());
   std::wstring out(measure.units, L'\0');
-  utf8::decode(text, bytes.size(), out.data(), measure);
+  utf8::decode(bytesOf(bytes), bytes.size(), out.data(), measure);
   return out;
 }
 
@@ -35,68 +42,41 @@ class Utf8Codec : public ::testing::TestWithParam<bool> {
 INSTANTIATE_TEST_SUITE_P(Paths, Utf8Codec, ::testing::Values(false, true),
                          [](const auto& info) { return info.param ? "Portable" : "Vector"; });
 
-TEST_P(Utf8Codec, EveryScalarValueRoundTrips) {
+TEST_P(Utf8Codec, EveryScalarValueRoundTripsInItsStandardForm) {
   std::wstring all;
   for (wchar_t c = 1; c <= 0x10FFFF; ++c) {
     if (c < 0xD800 || c > 0xDFFF) all.push_back(c);
   }
-  const std::string bytes = encodeAll(all);
-  EXPECT_EQ(decodeAll(bytes), all);
-}
-
-TEST_P(Utf8Codec, EncodesByTheStandardForms) {
+  EXPECT_EQ(decodeAll(encodeAll(all)), all);
   EXPECT_EQ(encodeAll(L"\u007F\u0080\u07FF\u0800\uFFFF\U00010000\U0010FFFF"),
             "\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
   const wchar_t invalid[] = {0xD800, 0xDFFF, static_cast<wchar_t>(0x110000), static_cast<wchar_t>(-1)};
   EXPECT_EQ(encodeAll(std::wstring(invalid, 4)), "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
-}
-
-TEST_P(Utf8Codec, ReplacesEachMaximalBrokenPartOnce) {
   // The example of the Unicode standard, section 3.9.
-  EXPECT_EQ(decodeAll("\x61\xF1\x80\x80\xE1\x80\xC2\x62\x80\x63\x80\xBF\x64"),
-            L"a\uFFFD\uFFFD\uFFFDb\uFFFDc\uFFFD\uFFFDd");
-  EXPECT_EQ(decodeAll("\xE0\x80\x80"), L"\uFFFD\uFFFD\uFFFD");  // Overlong.
-  EXPECT_EQ(decodeAll("\xF5\x80"), L"\uFFFD\uFFFD");
-  EXPECT_EQ(decodeAll("\xFF"), L"\uFFFD");
-  EXPECT_EQ(decodeAll("\xE2\x82"), L"\uFFFD");
+  EXPECT_EQ(decodeAll("\x61\xF1\x80\x80\xE1\x80\xC2\x62\x80\x63\x80\xBF\x64"), L"a\uFFFD\uFFFD\uFFFDb\uFFFDc\uFFFD\uFFFDd");
+  EXPECT_EQ(decodeAll("\xE0\x80\x80\xF5\x80\xFF\xE2\x82"), std::wstring(7, L'\uFFFD'));
 }
 
-TEST_P(Utf8Codec, BrokenSequencesAtEveryPositionOfALongText) {
-  // Each broken form, placed at every offset around the 32-byte blocks of
-  // the vector check and at the very end.
-  const char* broken[] = {"\xC3", "\xE2\x82", "\xF0\x9F\x98", "\x80", "\xC0\xAF", "\xED\xA0\x80",
-                          "\xF4\x90\x80\x80", "\xF8", "\xE0\x9F\xBF"};
-  for (const char* piece : broken) {
-    for (std::size_t at = 0; at < 70; ++at) {
-      std::string bytes(at, 'a');
-      bytes += piece;
-      std::string padded = bytes + std::string(70 - at, 'b');
-      for (const std::string& text : {bytes, padded}) {
-        const auto* data = reinterpret_cast<const unsigned char*>(text.data());
-        const utf8::Measure measure = utf8::measureDecoded(data, text.size());
+TEST_P(Utf8Codec, WholeAndBrokenSequencesAtEveryPositionOfALongText) {
+  // Around the 16- and 32-byte blocks of the fast paths, and at the very end.
+  const char* whole[] = {"\xC3\xA9", "\xE4\xB8\xAD", "\xF0\x9F\x98\x80"};
+  const char* broken[] = {"\xC3",     "\xE2\x82",     "\xF0\x9F\x98",     "\x80",        "\xC0\xAF",
+                          "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xF8", "\xE0\x9F\xBF"};
+  for (std::size_t at = 0; at < 70; ++at) {
+    for (const char* piece : whole) {
+      const std::string bytes = std::string(at, 'a') + piece + std::string(at % 37, 'b');
+      const std::wstring expected = std::wstring(at, L'a') + decodeAll(piece) + std::wstring(at % 37, L'b');
+      ASSERT_EQ(decodeAll(bytes), expected) << at;
+      ASSERT_EQ(encodeAll(expected), bytes) << at;
+    }
+    for (const char* piece : broken) {
+      for (const std::string& text : {std::string(at, 'a') + piece, std::string(at, 'a') + piece + std::string(70 - at, 'b')}) {
+        const utf8::Measure measure = utf8::measureDecoded(bytesOf(text), text.size());
         ASSERT_FALSE(measure.wellFormed) << at << " " << text.size();
         const std::wstring decoded = decodeAll(text);
         ASSERT_EQ(decoded.size(), measure.units);
-        ASSERT_EQ(decoded.substr(0, at), std::wstring(at, L'a'));
-        ASSERT_EQ(decoded[at], L'\uFFFD') << at;
+        ASSERT_EQ(decoded.substr(0, at + 1), std::wstring(at, L'a') + L'\uFFFD') << at;
       }
-    }
-  }
-}
-
-TEST_P(Utf8Codec, AsciiRunsOfEveryLengthAroundNonAscii) {
-  // The fast paths take sixteen or thirty-two at a time; every split must hold.
-  for (std::size_t before = 0; before < 70; ++before) {
-    for (const char* piece : {"\xC3\xA9", "\xE4\xB8\xAD", "\xF0\x9F\x98\x80"}) {
-      std::string bytes(before, 'a');
-      bytes += piece;
-      bytes += std::string(before % 37, 'b');
-      std::wstring expected(before, L'a');
-      expected += decodeAll(piece);
-      expected += std::wstring(before % 37, L'b');
-      ASSERT_EQ(expected.size(), before + 1 + before % 37);
-      ASSERT_EQ(decodeAll(bytes), expected) << before;
-      ASSERT_EQ(encodeAll(expected), bytes) << before;
     }
   }
 }
@@ -105,73 +85,44 @@ TEST_P(Utf8Codec, AsciiRunsOfEveryLengthAroundNonAscii) {
 // a share of well-formed sequences.
 std::string byteSoup(unsigned seed, std::size_t length) {
   std::string bytes;
-  unsigned state = seed;
-  auto next = [&state] {
-    state = state * 1103515245 + 12345;
-    return (state >> 16) & 0xFF;
-  };
+  auto next = [&seed] { return static_cast<char>(((seed = seed * 1103515245 + 12345) >> 16) & 0xFF); };
   while (bytes.size() < length) {
-    const unsigned pick = next();
-    if (pick < 0x60) {
-      bytes.push_back(static_cast<char>(pick % 0x5F + 0x20));
-    } else if (pick < 0xA0) {
-      bytes += "\xE4\xB8\xAD";
-    } else {
-      const unsigned byte = next();
-      bytes.push_back(static_cast<char>(byte == 0 ? 0x80 : byte));
-    }
+    const auto pick = static_cast<unsigned char>(next());
+    const char other = next();
+    bytes += pick < 0x60 ? std::string(1, static_cast<char>(pick % 0x5F + 0x20))
+             : pick < 0xA0 ? std::string("\xE4\xB8\xAD") : std::string(1, other ? other : '\x80');
   }
   return bytes;
 }
 
-TEST_P(Utf8Codec, MeasuresWhatItWritesForArbitraryBytes) {
+TEST_P(Utf8Codec, MeasuresWhatItWritesAndTheWalkAgreesForArbitraryBytes) {
   for (unsigned seed = 1; seed < 200; ++seed) {
     const std::string bytes = byteSoup(seed, 50 + seed * 7);
-    const auto* text = reinterpret_cast<const unsigned char*>(bytes.data());
-    const utf8::Measure measure = utf8::measureDecoded(text, bytes.size());
+    const utf8::Measure measure = utf8::measureDecoded(bytesOf(bytes), bytes.size());
     std::vector<wchar_t> out(measure.units + 1, L'#');
-    utf8::decode(text, bytes.size(), out.data(), measure);
+    utf8::decode(bytesOf(bytes), bytes.size(), out.data(), measure);
     ASSERT_EQ(out[measure.units], L'#') << seed;  // Nothing written past the end.
+    // The one-character walk gives the same characters, one by one.
+    const unsigned char* p = bytesOf(bytes);
+    ASSERT_EQ(stringLength(p), static_cast<int>(measure.units)) << seed;
     for (std::size_t i = 0; i < measure.units; ++i) {
-      ASSERT_NE(out[i], 0);
-      ASSERT_LE(static_cast<unsigned>(out[i]), 0x10FFFFu);
-      ASSERT_FALSE(out[i] >= 0xD800 && out[i] <= 0xDFFF);
+      int code;
+      p = stringChar(p, code);
+      ASSERT_EQ(code, static_cast<int>(out[i])) << seed << " " << i;
+      ASSERT_TRUE(code != 0 && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF));
     }
   }
-}
-
-// Well-formed text of characters of every length, with one byte changed at a
-// pseudo-random place in odd seeds.
-std::string mixedText(unsigned seed) {
-  std::wstring wide;
-  unsigned state = seed;
-  const wchar_t samples[] = {L'a', L' ', L'\u00E9', L'\u07FF', L'\u4E2D', L'\uFFFD', 0x10348, 0x10FFFF};
-  for (unsigned i = 0; i < 5 + seed % 90; ++i) {
-    state = state * 1103515245 + 12345;
-    wide.push_back(samples[(state >> 16) % std::size(samples)]);
-  }
-  std::string bytes = encodeAll(wide);
-  if (seed % 2) bytes[(state >> 8) % bytes.size()] = static_cast<char>(0x80 | (state & 0x7F));
-  return bytes;
 }
 
 // Measures the same bytes with the vector path and without it.
 void expectPathsAgree(const std::string& bytes, const std::string& what) {
-  const auto* text = reinterpret_cast<const unsigned char*>(bytes.data());
-  platform::limitSimd(platform::Simd::Avx2);
-  const utf8::Measure vector = utf8::measureDecoded(text, bytes.size());
-  platform::limitSimd(platform::Simd::Portable);
-  const utf8::Measure portable = utf8::measureDecoded(text, bytes.size());
-  platform::limitSimd(platform::Simd::Avx2);
-  ASSERT_EQ(vector.units, portable.units) << what;
-  ASSERT_EQ(vector.wellFormed, portable.wellFormed) << what;
-}
-
-TEST(Utf8CodecPaths, VectorAndPortableMeasuresAgree) {
-  for (unsigned seed = 1; seed < 800; ++seed) {
-    const std::string bytes = seed % 4 == 0 ? byteSoup(seed * 31, 1 + seed * 3) : mixedText(seed);
-    expectPathsAgree(bytes, "seed " + std::to_string(seed));
+  utf8::Measure measures[2];
+  for (platform::Simd path : {platform::Simd::Portable, platform::Simd::Avx2}) {
+    platform::limitSimd(path);
+    measures[path == platform::Simd::Avx2] = utf8::measureDecoded(bytesOf(bytes), bytes.size());
   }
+  ASSERT_EQ(measures[0].units, measures[1].units) << what;
+  ASSERT_EQ(measures[0].wellFormed, measures[1].wellFormed) << what;
 }
 
 // Western text: ASCII and two-byte characters only, the text the vector
@@ -183,39 +134,98 @@ std::string westernText(std::size_t length) {
   return text;
 }
 
-TEST(Utf8CodecPaths, WesternTextWithOneFaultAnywhere) {
+TEST(Utf8CodecPaths, VectorAndPortableMeasuresAgree) {
+  for (unsigned seed = 1; seed < 800; seed += 3) expectPathsAgree(byteSoup(seed * 31, 1 + seed * 3), "soup");
   const std::string base = westernText(520);
-  expectPathsAgree(base, "unchanged");
-  const char faults[] = {'\x80', '\xBF', '\xC0', '\xC1', '\xC3', '\xDF', '\xE2', '\xF0', 'q'};
   for (std::size_t at = 0; at < base.size(); ++at) {
-    for (char fault : faults) {
-      std::string changed = base;
+    const std::string where = " at " + std::to_string(at);
+    for (char fault : {'\x80', '\xBF', '\xC0', '\xC1', '\xC3', '\xDF', '\xE2', '\xF0', 'q'}) {
+      std::string changed = base, inserted = base;
       changed[at] = fault;
-      expectPathsAgree(changed, "byte " + std::to_string(at) + " set to " + std::to_string(fault & 0xFF));
-      std::string inserted = base;
-      inserted.insert(at, 1, fault);
-      expectPathsAgree(inserted, "byte " + std::to_string(fault & 0xFF) + " inserted at " + std::to_string(at));
+      expectPathsAgree(changed, std::to_string(fault & 0xFF) + " set" + where);
+      expectPathsAgree(inserted.insert(at, 1, fault), std::to_string(fault & 0xFF) + " inserted" + where);
     }
     // Longer characters inside Western text, whole and cut short.
     for (const char* piece : {"\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xE2\x82", "\xED\xA0\x80"}) {
       std::string inserted = base;
-      inserted.insert(at, piece);
-      expectPathsAgree(inserted, std::string("piece inserted at ") + std::to_string(at));
+      expectPathsAgree(inserted.insert(at, piece), piece + where);
     }
-    // A text that ends at every place, inside a character or not.
-    expectPathsAgree(base.substr(0, at), "cut at " + std::to_string(at));
+    expectPathsAgree(base.substr(0, at), "cut" + where);
+    // A lead near the end of a 128-byte group, then whole ASCII groups: the
+    // open sequence must still count.
+    for (const char* lead : {"\xC3", "\xE2\x82", "\xC3\xA9"}) {
+      expectPathsAgree(base.substr(0, at) + lead + std::string(300, 'a'), lead + where);
+    }
   }
 }
 
-TEST(Utf8CodecPaths, WesternTextEndingInALeadBeforeAsciiGroups) {
-  // A lead at or near the end of a 128-byte group, then enough ASCII for
-  // whole ASCII groups to follow: the open sequence must still count.
-  for (std::size_t at = 100; at < 400; ++at) {
-    for (const char* lead : {"\xC3", "\xE2\x82", "\xC3\xA9"}) {
-      std::string text = westernText(at).substr(0, at) + lead + std::string(300, 'a');
-      expectPathsAgree(text, std::string("lead after ") + std::to_string(at) + " bytes");
+// --- One character at a time -------------------------------------------
+
+TEST(Utf8Primitives, CharToStringWritesTheLowSixteenBitsInOneToThreeBytes) {
+  const std::pair<int, const char*> cases[] = {{0x41, "A"},          {0x7F, "\x7F"},          {0x80, "\xC2\x80"},
+                                               {0x7FF, "\xDF\xBF"},  {0x800, "\xE0\xA0\x80"}, {0xFFFF, "\xEF\xBF\xBF"},
+                                               {0x120AC, "\xE2\x82\xAC"}, {0xD800, "\xEF\xBF\xBD"}, {0, ""}};
+  for (const auto& [code, bytes] : cases) {
+    unsigned char buffer[4] = {1, 1, 1, 1};
+    const int length = static_cast<int>(std::strlen(bytes));
+    EXPECT_EQ(charToString(buffer, code), length) << code;
+    EXPECT_STREQ(reinterpret_cast<const char*>(buffer), bytes) << code;
+    EXPECT_EQ(code == 0 ? 0 : charLength<unsigned char>(code), length) << code;
+  }
+}
+
+TEST(Utf8Primitives, TheWalkDecodesAsTheConversionDoesForwardAndBack) {
+  // The text, its characters, and the bytes of each character. Broken
+  // sequences give U+FFFD per maximal broken part, as utf8ToWide does.
+  struct Case {
+    const char* text;
+    const wchar_t* characters;
+    const char* lengths;
+  } cases[] = {{"A\xD0\xB0\xE2\x82\xAC", L"A\u0430\u20AC", "123"}, {"\xF0\x9F\x98\x80x", L"\U0001F600x", "41"},
+               {"\xE4" "A", L"\uFFFDA", "11"}, {"\xC0\x80", L"\uFFFD\uFFFD", "11"},
+               {"\xED\xA0\x80", L"\uFFFD\uFFFD\uFFFD", "111"}, {"\xE2\x82" "x", L"\uFFFDx", "21"},
+               {"\x80\xC3\xA9", L"\uFFFD\u00E9", "12"}, {"a\xE2", L"a\uFFFD", "11"},
+               {"\xC3\x80\x80\x80\x80", L"\u00C0\uFFFD\uFFFD\uFFFD", "2111"}};
+  for (const Case& c : cases) {
+    const unsigned char* const text = test::u8(c.text);
+    EXPECT_EQ(StringHelper::utf8ToWide(text), c.characters) << c.text;
+    const int count = static_cast<int>(std::wcslen(c.characters));
+    ASSERT_EQ(stringLength(text), count) << c.text;
+    const unsigned char* p = text;
+    for (int i = 0; i < count; ++i) {
+      int code = -1;
+      const int length = c.lengths[i] - '0';
+      EXPECT_EQ(stringCharLength(p), length) << c.text << " " << i;
+      EXPECT_EQ(stringChar(p, code), p + length) << c.text << " " << i;
+      EXPECT_EQ(code, static_cast<int>(c.characters[i])) << c.text << " " << i;
+      p += length;
+    }
+    int code = -1;
+    EXPECT_EQ(stringChar(p, code), p);  // The terminator: no step.
+    EXPECT_EQ(code + stringCharLength(p), 1);
+    for (int i = count; i-- > 0;) {
+      const unsigned char* const before = p;
+      stringGetLastChar(text, p);
+      EXPECT_EQ(before - p, c.lengths[i] - '0') << c.text << " " << i;
     }
   }
+  // The character's bytes as a little-endian number.
+  const unsigned char* text = test::u8("a\xC3\xA9\xE2\x82\xAC");
+  const unsigned char* position = text + 6;
+  EXPECT_EQ(stringGetLastChar(text, position), 0xAC82E2);
+  EXPECT_EQ(stringGetLastChar(text, position), 0xA9C3);
+  EXPECT_EQ(stringGetLastChar(text, position), 'a');
+}
+
+TEST(WidePrimitives, OneUnitIsOneCharacter) {
+  wchar_t buffer[2] = {1, 1};
+  EXPECT_EQ(charToString(buffer, 0x1F600), 1);
+  EXPECT_EQ(std::wstring(buffer), L"\U0001F600");
+  EXPECT_EQ(charToString(buffer, 0) + buffer[0] + stringLength(L"\U0001F600x"), 2);
+  EXPECT_EQ(charLength<wchar_t>(0x20AC) + stringCharLength(L"a"), 2);
+  const wchar_t* text = L"ab";
+  const wchar_t* position = &text[2];
+  EXPECT_EQ(stringGetLastChar(text, position), L'b');
 }
 
 }  // namespace

@@ -5,6 +5,10 @@
 // new ones are not initialised. setBufferSize answers the size now in force,
 // so a caller detects a failed allocation by comparing it with the request.
 //
+// Threads: a Buffer is a plain value with no lock. Distinct buffers may be
+// used on different threads; one buffer is for one thread at a time, or
+// behind the caller's lock.
+//
 //   Buffer packet(64);
 //   std::memcpy(packet.getBuffer(), header, 64);
 //   out << packet;      // the size as int32_t, then the bytes

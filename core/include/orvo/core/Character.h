@@ -13,10 +13,20 @@
 //   int n = charToString(bytes, 0x20AC);   // euro sign in the active page
 //
 // The code-page form follows the double-byte rule: a byte with its high bit
-// set opens a two-byte character. The UTF-8 form knows sequences of one to
-// three bytes; a broken sequence counts only as far as its bytes are good, and
-// a four-byte sequence comes apart into single bytes. No primitive steps past
-// a terminator.
+// set opens a two-byte character. The UTF-8 form walks the text as the
+// library's UTF-8 conversion does (StringHelper::utf8ToWide), so that a
+// StringUtf8 has exactly the characters its String has. No primitive steps
+// past a terminator.
+//
+// Unlike the Windows design, whose wchar_t holds UTF-16: a four-byte UTF-8
+// sequence is one character whose code is the code point above U+FFFF, and a
+// broken sequence (a stray byte, an overlong or cut-off form, an encoded
+// surrogate) is one character of code U+FFFD for each maximal broken part,
+// not the low bits of its bytes.
+//
+// Threads: the primitives keep no state beyond the active code page
+// (CodePage.h) and may run on all threads at once on buffers that no thread
+// writes.
 #pragma once
 
 #include <cwchar>

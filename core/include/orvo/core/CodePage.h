@@ -10,6 +10,14 @@
 //
 // Any number is accepted; a number no converter knows makes every conversion
 // of StringAnsi text give the empty string.
+//
+// Threads: the code page is one plain int shared by all threads, read at
+// every conversion. Set it before other threads convert text; a thread that
+// converts while another sets it sees the old page or the new one.
+//
+// Unlike Windows, where byte 0x81 of Windows-1252 (1252, also the default)
+// decodes to U+0081, the platform's converter here has no character for it
+// (nor for 0x8D, 0x8F, 0x90, 0x9D): such a byte becomes U+FFFD.
 #pragma once
 
 #include <orvo/core/Export.h>

@@ -15,7 +15,9 @@
 // Units of measure differ by operation, as in the rest of the library:
 // getLength, operator[] and getSubString count characters; erase and insert
 // count code units (bytes in the 8-bit forms); find in the 8-bit forms answers
-// a byte offset. Positions are not checked against the string's bounds.
+// a byte offset. A position or count beyond the string is the caller's
+// error; the string answers as if it ended there (an index past the end reads
+// the terminator's 0, a range is cut at the end), never outside its block.
 //
 //   String name(L"report");
 //   String path = L"/tmp/" + name + L".txt";
@@ -24,6 +26,11 @@
 //   line.format(L"%s has %d characters", path.getBuffer(), path.getLength());
 //
 // Conversions between the three forms are StringHelper and StringConvert.
+//
+// Threads: a string object is as safe as an int: one thread at a time, or
+// behind the caller's lock. Copies that share a block may be used on
+// different threads at once: the count is atomic, the length is computed
+// under the block's lock, and no thread writes a shared block.
 #pragma once
 
 #include <atomic>
@@ -64,8 +71,8 @@ class ORVO_API TString {
   TString() noexcept : _buffer(shareEmpty()) {}
   // Null or an empty text shares the empty string.
   TString(const T* text);
-  // `length` counts characters. The range is not tested for a terminator;
-  // trailing zero units of it are dropped.
+  // `length` counts characters; the copy stops at a terminator, so a length
+  // beyond the text takes the whole text.
   TString(const T* text, int length);
   // The string of the one character with this code; 0 gives the empty string.
   explicit TString(int character);
@@ -97,12 +104,17 @@ class ORVO_API TString {
   const T* getBuffer() const noexcept { return _buffer; }
   operator const T*() const noexcept { return _buffer; }
 
-  // The code of character `index` (characters, walked from the start).
+  // The code of character `index` (characters, walked from the start); 0 for
+  // an index outside the text.
   int operator[](int index) const;
-  // `start` and `length` count characters.
+  // `start` and `length` count characters; the part beyond the end is cut.
   TString getSubString(int start, int length) const;
 
   // -1, 0 or 1 by the first differing character code; null counts as empty.
+  // A String holds one code point per wchar_t, not UTF-16 as on Windows, so
+  // characters above U+FFFF sort above U+E000..U+FFFF instead of between
+  // U+D7FF and U+E000 (as their surrogates would). Values that are no code
+  // point at all compare as the C library's wcscmp compares them (signed).
   int compare(const T* text) const;
   int compare(const TString& other) const;
   // As compare, with the ASCII letters A to Z taken as a to z.
@@ -126,7 +138,10 @@ class ORVO_API TString {
   // Appends one character; 0 appends nothing.
   TString& operator+=(int character);
 
-  // Drop leading, trailing or both kinds of ASCII white space.
+  // Drop leading, trailing or both kinds of ASCII white space. In UTF-8 a
+  // stray byte such as 0x89 or 0x8A stays: it decodes to U+FFFD, where the
+  // Windows design reads its low seven bits as a tab or a line feed and
+  // trims it.
   TString& trimLeft();
   TString& trimRight();
   TString& trim();
@@ -152,7 +167,8 @@ class ORVO_API TString {
   int replace(const T* from, const TString& to);
   int replace(const TString& from, const T* to);
 
-  // Removes `count` code units at code unit `position`; returns `count`.
+  // Removes `count` code units at code unit `position`, or up to the end if
+  // fewer are left; returns `count`.
   int erase(int position, int count);
   // Inserts at code unit `position`; returns the new length in code units.
   int insert(int position, int character);
@@ -221,6 +237,8 @@ class ORVO_API TString {
     return getData()->refCount.load(std::memory_order_acquire) != 1;
   }
   int computeLength() const;
+  // Character `index`, or the terminator for an index beyond the text.
+  const T* characterAt(int index) const;
   void fork();
   void changeCase(int first, int last, int shift);
 

@@ -8,6 +8,9 @@
 //   StringAnsi name = StringConvert(L"label");
 //
 // One made with a null pointer gives the empty string of every type.
+//
+// Threads: it only reads the text, which must stay alive and unchanged while
+// a conversion runs; conversions may run on all threads at once.
 #pragma once
 
 #include <orvo/core/Export.h>

@@ -7,6 +7,10 @@
 // '?' in code-page text. A null text, an empty one, or code-page text under a
 // code page no converter knows gives the empty string.
 //
+// Threads: the functions keep no state of their own beyond the active code
+// page and may run on all threads at once; the strings they return are the
+// caller's (see String.h for sharing strings).
+//
 //   StringUtf8 bytes = StringHelper::wideToUtf8(L"caf\u00e9");   // 63 61 66 C3 A9
 //   String text = StringHelper::utf8ToWide(bytes);
 #pragma once
@@ -21,6 +25,8 @@ class ORVO_API StringHelper {
   StringHelper() = delete;
 
   static StringAnsi wideToAnsi(const wchar_t* text);
+  // Unlike Windows, Windows-1252 (also the default page) has no character
+  // for the bytes 0x81, 0x8D, 0x8F, 0x90 and 0x9D here: each becomes U+FFFD.
   static String ansiToWide(const char* text);
   static StringUtf8 wideToUtf8(const wchar_t* text);
   static String utf8ToWide(const unsigned char* text);
