@@ -149,8 +149,7 @@ TEST(WireTest, EachValueHasItsPublishedFormBothWays) {
   const wchar_t lone[] = {0xD800, 'x', 0}, beyond[] = {0x110000, 0};
   const std::pair<String, Bytes> strings[] = {
       {L"Ab", {2, 0, 0, 0, 'A', 0, 'b', 0}}, {L"", {0, 0, 0, 0}}, {L"\uFFFF", {1, 0, 0, 0, 0xFF, 0xFF}},
-      {L"\uFFFF\U0001F600", {3, 0, 0, 0, 0xFF, 0xFF, 0x3D, 0xD8, 0x00, 0xDE}}, {lone, {2, 0, 0, 0, 0x00, 0xD8, 'x', 0}},
-      {String(L"a\0b", 3), {3, 0, 0, 0, 'a', 0, 0, 0, 'b', 0}}};
+      {L"\uFFFF\U0001F600", {3, 0, 0, 0, 0xFF, 0xFF, 0x3D, 0xD8, 0x00, 0xDE}}, {lone, {2, 0, 0, 0, 0x00, 0xD8, 'x', 0}}};
   for (const auto& [text, bytes] : strings) expectWire(text, bytes);
   EXPECT_EQ(written(String(beyond)), (Bytes{1, 0, 0, 0, 0xFD, 0xFF})) << "beyond Unicode travels as U+FFFD";
   expectWire(uuid_convertFromString(String(L"10b8a76b-ad9d-d111-80b4-00c04fd430c8")),

@@ -12,7 +12,7 @@
 #include <tuple>
 #include <vector>
 
-#include "diagnostics/DiagnosticsSupport.h"
+#include "diagnostics/LogCollector.h"
 #include "text/StringBlock.h"
 #include "text/StringTestSupport.h"
 
@@ -89,7 +89,7 @@ TEST(StringBlocks, AssigningTextReusesOnlyAnUnsharedBlockOfTheSameSize) {
 }
 
 TEST(StringBlocks, AFailedAllocationIsLoggedAndGivesNoBlock) {
-  LogRecorder log;
+  LogCollector log;
   EXPECT_FALSE(StringBlock<wchar_t>(600000000));  // Beyond the 32-bit size of a block.
   EXPECT_EQ(log.errors, std::vector<std::wstring>{L"Allocate memory(2400000036) error!"});
 }
