@@ -1,11 +1,12 @@
 #include "platform/CodePageConverter.h"
 
 #include <iconv.h>
-#include <pthread.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+
+#include "platform/ThreadSlot.h"
 
 namespace orvo::platform {
 namespace {
@@ -94,28 +95,22 @@ class ConverterCache {
 
 namespace {
 
-// Each thread's cache is reached through a plain thread-local pointer, which
-// stays usable in static destructors at process exit, and is freed at thread
-// exit through a key destructor. The main thread's cache lives until the
-// process ends.
-thread_local ConverterCache* cache = nullptr;
-pthread_key_t cacheKey;
-pthread_once_t cacheKeyOnce = PTHREAD_ONCE_INIT;
+void freeCache(void* cache) { delete static_cast<ConverterCache*>(cache); }
 
-void freeCache(void* threadCache) {
-  delete static_cast<ConverterCache*>(threadCache);
-  cache = nullptr;  // A conversion later in the thread's exit opens anew.
-}
-
-void createCacheKey() { pthread_key_create(&cacheKey, freeCache); }
+// Each thread's cache is freed at thread exit; a conversion later in the
+// thread's exit makes a new one, which the hook frees again.
+constinit ThreadSlot cacheSlot(&freeCache);
 
 }  // namespace
 
 CodePageConverter* CodePageConverter::forCodePage(int codePage) {
+  auto* cache = static_cast<ConverterCache*>(cacheSlot.get());
   if (!cache) {
-    pthread_once(&cacheKeyOnce, createCacheKey);
     cache = new ConverterCache;
-    pthread_setspecific(cacheKey, cache);
+    if (!cacheSlot.set(cache)) {  // The system has no key left.
+      delete cache;
+      return nullptr;
+    }
   }
   return cache->find(codePage);
 }

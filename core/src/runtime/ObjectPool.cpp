@@ -1,15 +1,13 @@
 #include <orvo/core/ObjectPool.h>
 
-#include <pthread.h>
-
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 #include "platform/Process.h"
+#include "platform/ThreadSlot.h"
 
 namespace orvo {
-
-constinit thread_local detail::PoolThreadCaches detail::poolThreadCaches{};
 
 // One general allocation holding `nodeCount` nodes of the same stride.
 struct alignas(alignof(std::max_align_t)) ObjectPool::Slab {
@@ -17,35 +15,37 @@ struct alignas(alignof(std::max_align_t)) ObjectPool::Slab {
   std::uint32_t freeCount;
 };
 
+// A stack of released objects, linked through the first word of each.
+struct ObjectPool::ThreadCache {
+  ObjectPool* pool;  // Null while the place is unused.
+  void* top;
+  std::uint32_t count;
+};
+
 namespace {
 
-std::atomic<std::uint32_t> cacheSlotsTaken{0};
-std::atomic<ObjectPool*> cachedPools[detail::kCachedPools];
-pthread_key_t threadExitKey;
+constexpr std::uint32_t kThreadCacheLimit = 16;
+
+// One thread's caches, at the places of their pools.
+struct ThreadCaches {
+  std::uint32_t capacity;
+  void* entries;  // ObjectPool::ThreadCache[capacity]
+};
+
+std::atomic<std::uint32_t> poolsStarted{0};
 
 constexpr std::size_t kAlignment = alignof(std::max_align_t);
 
 constexpr std::size_t roundUp(std::size_t size) { return (size + kAlignment - 1) & ~(kAlignment - 1); }
 
-// A thread's exit hook: its cached objects go back to their pools.
-void releaseCachesOfThread(void*) {
-  for (auto& slot : cachedPools) {
-    if (ObjectPool* pool = slot.load(std::memory_order_acquire)) pool->releaseThreadCache();
-  }
-}
+}  // namespace
 
-void createThreadExitKey() {
-  [[maybe_unused]] static const bool created =
-      (pthread_key_create(&threadExitKey, releaseCachesOfThread), true);
-}
+void releasePoolCachesOfThread(void* caches) noexcept;
 
-// The first release of a thread arranges for its caches to be emptied when
-// the thread ends; until then nothing is cached on that thread.
-void setThreadExitHook() {
-  createThreadExitKey();
-  detail::poolThreadCaches.exitHookSet = true;
-  pthread_setspecific(threadExitKey, &detail::poolThreadCaches);
-}
+namespace {
+
+// The ending thread's cached objects go back to their pools.
+constinit platform::ThreadSlot poolCaches(&releasePoolCachesOfThread);
 
 }  // namespace
 
@@ -55,7 +55,6 @@ ObjectPool::Node* ObjectPool::nodeAt(Slab* slab, std::uint32_t index) const noex
   auto* first = reinterpret_cast<unsigned char*>(slab) + roundUp(sizeof(Slab));
   return reinterpret_cast<Node*>(first + index * stride());
 }
-
 
 void ObjectPool::push(Node*& head, Node* node) noexcept {
   node->prev = nullptr;
@@ -74,16 +73,83 @@ void ObjectPool::unlink(Node*& head, Node* node) noexcept {
 }
 
 void ObjectPool::start() noexcept {
-  createThreadExitKey();
   SpinGuard guard(_lock);
   if (_state.load(std::memory_order_relaxed) != NotStarted) return;
-  const std::uint32_t slot = cacheSlotsTaken.fetch_add(1, std::memory_order_relaxed);
-  if (slot < detail::kCachedPools) {
-    cachedPools[slot].store(this, std::memory_order_release);
-    _cacheSlot.store(slot + 1, std::memory_order_relaxed);
-  }
+  _cacheIndex.store(poolsStarted.fetch_add(1, std::memory_order_relaxed) + 1, std::memory_order_relaxed);
   _state.store(Running, std::memory_order_release);
   platform::atExit([](void* pool) { static_cast<ObjectPool*>(pool)->close(); }, this);
+}
+
+ObjectPool::ThreadCache* ObjectPool::threadCache() const noexcept {
+  const auto* caches = static_cast<ThreadCaches*>(poolCaches.get());
+  const std::uint32_t index = _cacheIndex.load(std::memory_order_relaxed);
+  if (!caches || index == 0 || index > caches->capacity) return nullptr;
+  return static_cast<ThreadCache*>(caches->entries) + (index - 1);
+}
+
+// Makes room for this pool in the calling thread's caches; null if memory or
+// a system key runs out, and then the thread does without.
+ObjectPool::ThreadCache* ObjectPool::makeThreadCache() noexcept {
+  const std::uint32_t index = _cacheIndex.load(std::memory_order_relaxed);
+  auto* caches = static_cast<ThreadCaches*>(poolCaches.get());
+  if (!caches) {
+    caches = static_cast<ThreadCaches*>(std::calloc(1, sizeof(ThreadCaches)));
+    if (!caches) return nullptr;
+    if (!poolCaches.set(caches)) {
+      std::free(caches);
+      return nullptr;
+    }
+  }
+  if (index > caches->capacity) {
+    const std::uint32_t capacity = index < 8 ? 8 : index * 2;
+    void* entries = std::realloc(caches->entries, capacity * sizeof(ThreadCache));
+    if (!entries) return nullptr;
+    std::memset(static_cast<ThreadCache*>(entries) + caches->capacity, 0,
+                (capacity - caches->capacity) * sizeof(ThreadCache));
+    caches->entries = entries;
+    caches->capacity = capacity;
+  }
+  ThreadCache* cache = static_cast<ThreadCache*>(caches->entries) + (index - 1);
+  cache->pool = this;
+  return cache;
+}
+
+void releasePoolCachesOfThread(void* threadCaches) noexcept {
+  using ThreadCache = ObjectPool::ThreadCache;
+  auto* caches = static_cast<ThreadCaches*>(threadCaches);
+  auto* entries = static_cast<ThreadCache*>(caches->entries);
+  for (std::uint32_t i = 0; i < caches->capacity; ++i) {
+    if (entries[i].pool) entries[i].pool->releaseCache(entries[i]);
+  }
+  std::free(entries);
+  std::free(caches);
+}
+
+void* ObjectPool::allocate(std::size_t size) noexcept {
+  if (size == _objectSize) {
+    if (ThreadCache* cache = threadCache(); cache && cache->count > 0) {
+      void* object = cache->top;
+      cache->top = *static_cast<void**>(object);
+      --cache->count;
+      return object;
+    }
+  }
+  return allocateShared(size);
+}
+
+void ObjectPool::release(void* object) noexcept {
+  // A closing pool frees slabs as they empty, so nothing is kept then.
+  if (object && sizeOf(object) == _objectSize && _state.load(std::memory_order_relaxed) == Running) {
+    ThreadCache* cache = threadCache();
+    if (!cache) cache = makeThreadCache();
+    if (cache && cache->count < kThreadCacheLimit) {
+      *static_cast<void**>(object) = cache->top;
+      cache->top = object;
+      ++cache->count;
+      return;
+    }
+  }
+  releaseShared(object);
 }
 
 void* ObjectPool::allocateShared(std::size_t size) noexcept {
@@ -169,21 +235,18 @@ void ObjectPool::releaseShared(void* object) noexcept {
     releaseOversized(node);
     return;
   }
-  if (!detail::poolThreadCaches.exitHookSet && threadCache()) {
-    setThreadExitHook();
-    release(object);  // Now the thread may cache it.
-    return;
-  }
   releaseToLists(node);
 }
 
 void ObjectPool::releaseThreadCache() noexcept {
-  detail::PoolThreadCache* cache = threadCache();
-  if (!cache) return;
-  while (cache->count > 0) {
-    void* object = cache->top;
-    cache->top = *static_cast<void**>(object);
-    --cache->count;
+  if (ThreadCache* cache = threadCache()) releaseCache(*cache);
+}
+
+void ObjectPool::releaseCache(ThreadCache& cache) noexcept {
+  while (cache.count > 0) {
+    void* object = cache.top;
+    cache.top = *static_cast<void**>(object);
+    --cache.count;
     releaseToLists(nodeOf(object));
   }
 }

@@ -42,7 +42,7 @@ TEST(StringBlocks, StringIsOnePointerWithTheHeaderInFrontOfTheText) {
   auto* header = reinterpret_cast<const String::StringData*>(
       static_cast<const char*>(buffer) - sizeof(String::StringData));
   EXPECT_EQ(header->size, 4 * static_cast<int>(sizeof(wchar_t)));
-  EXPECT_EQ(header->refCount.load(), 1);
+  EXPECT_EQ(header->refCount.get(), 1);
   EXPECT_NE(header->destroy, nullptr);
 }
 

@@ -10,12 +10,18 @@
 //     SpinGuard guard(tableLock);
 //     ... touch the table ...
 //   }
+//
+// Threads: that is what it is for; a SpinLock may be taken on any thread.
+// While the process has one thread, taking it is a plain read and write, as
+// the C library does for its own mutexes; a signal handler that takes a lock
+// its thread holds spins forever, as it would on any thread.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 
 #include <orvo/core/Export.h>
+#include <orvo/core/ReferenceCount.h>
 
 namespace orvo {
 
@@ -26,6 +32,13 @@ class SpinLock {
   SpinLock& operator=(const SpinLock&) = delete;
 
   void lock() noexcept {
+    if (detail::isSingleThreadedProcess() && _word.load(std::memory_order_relaxed) == 0) {
+      // Nobody else can take it; the fence keeps the guarded accesses after
+      // the store, where a signal handler on this thread would expect them.
+      _word.store(1, std::memory_order_relaxed);
+      std::atomic_signal_fence(std::memory_order_seq_cst);
+      return;
+    }
     // One atomic instruction when the lock is free; otherwise wait on plain
     // reads, so that waiters do not bounce the cache line between cores.
     while (_word.exchange(1, std::memory_order_acquire) != 0) {

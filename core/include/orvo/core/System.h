@@ -151,7 +151,7 @@ class ORVO_API System::Task : public virtual Unknown {
  private:
   void stopTask();
 
-  SpinLock _lock;  // Guards _status.
+  mutable SpinLock _lock;  // Guards _status.
   THandle<TaskStatus> _status;
 
   friend class System;
