@@ -15,16 +15,7 @@ struct alignas(alignof(std::max_align_t)) ObjectPool::Slab {
   std::uint32_t freeCount;
 };
 
-// A stack of released objects, linked through the first word of each.
-struct ObjectPool::ThreadCache {
-  ObjectPool* pool;  // Null while the place is unused.
-  void* top;
-  std::uint32_t count;
-};
-
 namespace {
-
-constexpr std::uint32_t kThreadCacheLimit = 16;
 
 // One thread's caches, at the places of their pools.
 struct ThreadCaches {
@@ -89,7 +80,7 @@ ObjectPool::ThreadCache* ObjectPool::threadCache() const noexcept {
 
 // Makes room for this pool in the calling thread's caches; null if memory or
 // a system key runs out, and then the thread does without.
-ObjectPool::ThreadCache* ObjectPool::makeThreadCache() noexcept {
+[[gnu::noinline]] ObjectPool::ThreadCache* ObjectPool::makeThreadCache() noexcept {
   const std::uint32_t index = _cacheIndex.load(std::memory_order_relaxed);
   auto* caches = static_cast<ThreadCaches*>(poolCaches.get());
   if (!caches) {
@@ -125,9 +116,37 @@ void releasePoolCachesOfThread(void* threadCaches) noexcept {
   std::free(caches);
 }
 
-void* ObjectPool::allocate(std::size_t size) noexcept {
+ObjectPool::ThreadCache* ObjectPool::cacheOfThisThread() noexcept {
+  return detail::isSingleThreadedProcess() ? &_soleCache : threadCache();
+}
+
+// The sole thread's cache outlives the start of a second thread; the first
+// trip to the lists after that gives its objects back.
+[[gnu::noinline]] void ObjectPool::releaseSoleCache() noexcept {
+  if (detail::isSingleThreadedProcess() ||
+      std::atomic_ref<std::uint32_t>(_soleCache.count).load(std::memory_order_relaxed) == 0) {
+    return;
+  }
+  void* top;
+  {
+    SpinGuard guard(_lock);
+    top = _soleCache.top;
+    _soleCache.top = nullptr;
+    std::atomic_ref<std::uint32_t>(_soleCache.count).store(0, std::memory_order_relaxed);
+  }
+  while (top) {
+    void* object = top;
+    top = *static_cast<void**>(object);
+    releaseToLists(nodeOf(object));
+  }
+}
+
+// The paths of a process with more than one thread, and of the sole thread
+// when its cache is empty or full. They stay small, with the slow ones out of
+// line, so that a call costs no more than a few loads and stores.
+void* ObjectPool::allocateWithThreads(std::size_t size) noexcept {
   if (size == _objectSize) {
-    if (ThreadCache* cache = threadCache(); cache && cache->count > 0) {
+    if (ThreadCache* cache = cacheOfThisThread(); cache && cache->count > 0) {
       void* object = cache->top;
       cache->top = *static_cast<void**>(object);
       --cache->count;
@@ -137,10 +156,10 @@ void* ObjectPool::allocate(std::size_t size) noexcept {
   return allocateShared(size);
 }
 
-void ObjectPool::release(void* object) noexcept {
+void ObjectPool::releaseWithThreads(void* object) noexcept {
   // A closing pool frees slabs as they empty, so nothing is kept then.
   if (object && sizeOf(object) == _objectSize && _state.load(std::memory_order_relaxed) == Running) {
-    ThreadCache* cache = threadCache();
+    ThreadCache* cache = cacheOfThisThread();
     if (!cache) cache = makeThreadCache();
     if (cache && cache->count < kThreadCacheLimit) {
       *static_cast<void**>(object) = cache->top;
@@ -152,8 +171,9 @@ void ObjectPool::release(void* object) noexcept {
   releaseShared(object);
 }
 
-void* ObjectPool::allocateShared(std::size_t size) noexcept {
+[[gnu::noinline]] void* ObjectPool::allocateShared(std::size_t size) noexcept {
   if (_state.load(std::memory_order_acquire) == NotStarted) start();
+  releaseSoleCache();
   if (size != _objectSize) return allocateOversized(size);
 
   Node* node = takeFreeNode();
@@ -228,7 +248,7 @@ void ObjectPool::releaseOversized(Node* node) noexcept {
   std::free(node->slab);
 }
 
-void ObjectPool::releaseShared(void* object) noexcept {
+[[gnu::noinline]] void ObjectPool::releaseShared(void* object) noexcept {
   if (!object) return;
   Node* node = nodeOf(object);
   if (node->size != _objectSize) {
@@ -239,7 +259,8 @@ void ObjectPool::releaseShared(void* object) noexcept {
 }
 
 void ObjectPool::releaseThreadCache() noexcept {
-  if (ThreadCache* cache = threadCache()) releaseCache(*cache);
+  if (ThreadCache* cache = cacheOfThisThread()) releaseCache(*cache);
+  releaseSoleCache();
 }
 
 void ObjectPool::releaseCache(ThreadCache& cache) noexcept {

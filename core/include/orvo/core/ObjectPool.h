@@ -33,6 +33,7 @@
 #include <cstdint>
 
 #include <orvo/core/Export.h>
+#include <orvo/core/ReferenceCount.h>
 #include <orvo/core/SpinLock.h>
 
 namespace orvo {
@@ -46,9 +47,27 @@ class ORVO_API ObjectPool {
 
   // Storage for one object of `size` bytes, aligned for any type; null if
   // memory is exhausted.
-  void* allocate(std::size_t size) noexcept;
+  void* allocate(std::size_t size) noexcept {
+    if (size == _objectSize && detail::isSingleThreadedProcess() && _soleCache.count > 0) {
+      void* object = _soleCache.top;
+      _soleCache.top = *static_cast<void**>(object);
+      --_soleCache.count;
+      return object;
+    }
+    return allocateWithThreads(size);
+  }
+
   // Gives back storage from allocate; null is ignored.
-  void release(void* object) noexcept;
+  void release(void* object) noexcept {
+    if (object && detail::isSingleThreadedProcess() && sizeOf(object) == _objectSize &&
+        _state.load(std::memory_order_relaxed) == Running && _soleCache.count < kThreadCacheLimit) {
+      *static_cast<void**>(object) = _soleCache.top;
+      _soleCache.top = object;
+      ++_soleCache.count;
+      return;
+    }
+    releaseWithThreads(object);
+  }
 
   // Gives the objects that the calling thread keeps at hand back to the
   // pool's free lists, where the slab rules apply to them.
@@ -84,14 +103,25 @@ class ORVO_API ObjectPool {
   }
   static std::size_t sizeOf(void* object) noexcept { return nodeOf(object)->size; }
 
-  // The objects one thread keeps at hand for this pool.
-  struct ThreadCache;
+  // The objects one thread keeps at hand for this pool: a stack linked
+  // through the first word of each.
+  struct ThreadCache {
+    ObjectPool* pool;  // Null while unused.
+    void* top;
+    std::uint32_t count;
+  };
   ThreadCache* threadCache() const noexcept;
   ThreadCache* makeThreadCache() noexcept;
+  ThreadCache* cacheOfThisThread() noexcept;
+  void releaseSoleCache() noexcept;
   void releaseCache(ThreadCache& cache) noexcept;
   // The exit hook of a thread's caches.
   friend void releasePoolCachesOfThread(void* caches) noexcept;
 
+  static constexpr std::uint32_t kThreadCacheLimit = 16;
+
+  void* allocateWithThreads(std::size_t size) noexcept;
+  void releaseWithThreads(void* object) noexcept;
   void* allocateShared(std::size_t size) noexcept;
   void releaseShared(void* object) noexcept;
   void start() noexcept;
@@ -119,6 +149,10 @@ class ORVO_API ObjectPool {
   std::uint32_t _usedCount = 0;
   // 1-based place of this pool in each thread's caches; 0 until started.
   std::atomic<std::uint32_t> _cacheIndex{0};
+  // The cache of the process's only thread, which needs no per-thread lookup.
+  // Once a second thread has started, nobody uses it but to empty it, under
+  // the lock.
+  ThreadCache _soleCache{this, nullptr, 0};
 };
 
 }  // namespace orvo
