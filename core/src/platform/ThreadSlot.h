@@ -4,9 +4,9 @@
 // The library's per-thread caches (the object pools' released objects, the
 // code-page converters) hang off slots like this one. A slot is a static with
 // constant initialisation, usable before any constructor of the program has
-// run; its system key is made on the first set(). The library defines no
-// thread-local variable, so it never needs a place in the static TLS block
-// and loads with dlopen like any other module.
+// run; its system key is made on the first set(). A slot takes no
+// thread-local storage, and never a place in the static TLS block that would
+// keep the library from loading with dlopen.
 //
 //   void freeCache(void* cache) { delete static_cast<Cache*>(cache); }
 //   constinit platform::ThreadSlot cacheSlot(&freeCache);
@@ -17,8 +17,8 @@
 // Threads: get and set act on the calling thread's pointer only. The hook runs
 // on the ending thread with that thread's pointer, which reads null from then
 // on; if a later step of the thread's exit sets it again, the hook runs again
-// (for as many rounds as the system grants). The main thread's pointer is
-// never handed to the hook: what it holds lives until the process ends.
+// (for as many rounds as the system grants). The thread that ends the process
+// through exit() runs no hook: what its pointer holds lives until the end.
 #pragma once
 
 #include <pthread.h>
