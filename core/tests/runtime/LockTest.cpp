@@ -83,6 +83,7 @@ TEST(SemaphoreTest, WaitTakesOnlyRealCountsAndEverySignalWakesOneWait) {
   std::thread signaller([&] {
     for (int i = 0; i < 1500; ++i) s->signal();
     s->sync(0);  // Returns once every signal is taken.
+    EXPECT_EQ(s->getCount(), 0);
   });
   onThreads(2, [&] {
     for (int i = 0; i < 500; ++i) taken += s->wait(Semaphore::kInfinite);
