@@ -35,8 +35,9 @@ TEST_F(HandleTest, CountsHandlesAndTheLastOneFrees) {
   Tracked* raw = new Tracked;
   EXPECT_EQ(raw->getReferenceCount(), 0u);
   THandle<Tracked> h(raw), copy = h;
+  THandle<Tracked>& self = h;
   EXPECT_EQ(raw->getReferenceCount(), 2u);
-  h = h;  // Self-assignment, through the handle and through the pointer.
+  h = self;  // Self-assignment, through the handle and through the pointer.
   h = raw;
   copy = nullptr;
   EXPECT_TRUE(copy == nullptr);
@@ -49,7 +50,8 @@ TEST_F(HandleTest, CountsHandlesAndTheLastOneFrees) {
   THandle<Tracked> moved(std::move(h)), other(new Tracked);
   EXPECT_TRUE(h == nullptr);
   other = std::move(moved);  // Frees other's old object.
-  other = std::move(other);
+  THandle<Tracked>& alias = other;
+  other = std::move(alias);
   EXPECT_EQ(other->getReferenceCount(), 1u);
   EXPECT_EQ(live, 1);
 }

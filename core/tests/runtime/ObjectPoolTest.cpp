@@ -20,8 +20,11 @@ constexpr std::uint32_t kNodes = 8;
 
 class ObjectPoolTest : public ::testing::Test {
  protected:
-  // Pools live for the process; a fresh one per test keeps figures apart.
-  ObjectPool& pool = *new ObjectPool(kSize, kNodes);
+  // Pools have static storage, as their exit step needs; a fresh one per test
+  // keeps figures apart.
+  alignas(ObjectPool) static inline unsigned char storage[8][sizeof(ObjectPool)];
+  static inline int poolsMade = 0;
+  ObjectPool& pool = *new (storage[poolsMade++]) ObjectPool(kSize, kNodes);
 
   std::vector<void*> allocate(std::uint32_t count) {
     std::vector<void*> objects;
