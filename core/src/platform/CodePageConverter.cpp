@@ -105,13 +105,9 @@ constinit ThreadSlot cacheSlot(&freeCache);
 
 CodePageConverter* CodePageConverter::forCodePage(int codePage) {
   auto* cache = static_cast<ConverterCache*>(cacheSlot.get());
-  if (!cache) {
-    cache = new ConverterCache;
-    if (!cacheSlot.set(cache)) {  // The system has no key left.
-      delete cache;
-      return nullptr;
-    }
-  }
+  // Should the process have no key left, the cache serves this call only and
+  // is never freed.
+  if (!cache) cacheSlot.set(cache = new ConverterCache);
   return cache->find(codePage);
 }
 

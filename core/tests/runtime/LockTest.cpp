@@ -80,14 +80,17 @@ TEST(SemaphoreTest, WaitTakesOnlyRealCountsAndEverySignalWakesOneWait) {
   EXPECT_TRUE(s->wait(Semaphore::kInfinite));
   EXPECT_FALSE(s->wait(0)) << "a signal was taken twice";
   std::atomic<int> taken{0};
+  const auto takeSome = [&] {
+    for (int i = 0; i < 500; ++i) taken += s->wait(Semaphore::kInfinite);
+  };
+  std::thread waiters[] = {std::thread(takeSome), std::thread(takeSome)};  // Asleep before any signal.
   std::thread signaller([&] {
     for (int i = 0; i < 1500; ++i) s->signal();
     s->sync(0);  // Returns once every signal is taken.
     EXPECT_EQ(s->getCount(), 0);
   });
-  onThreads(2, [&] {
-    for (int i = 0; i < 500; ++i) taken += s->wait(Semaphore::kInfinite);
-  });
+  takeSome();
+  for (auto& waiter : waiters) waiter.join();
   signaller.join();
   EXPECT_EQ(taken, 1500);
   EXPECT_EQ(s->getCount(), 0);

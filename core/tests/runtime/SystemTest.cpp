@@ -136,14 +136,10 @@ TEST_F(SystemTest, StartRunsInitTheLoopAndExit) {
 }
 
 enum Op { Pass, Period, Sleep, Waken, State, MergeOnly, Stop, Start, NoRecordLeft };
-struct Step {
-  Op op;
-  std::uint32_t value;
-};
 struct TimingCase {
   const char* what;
   std::uint32_t costOfACall;  // Clock time that each call takes.
-  std::vector<Step> steps;
+  std::vector<std::pair<Op, std::uint32_t>> steps;
   Calls calls;
 };
 
