@@ -99,7 +99,7 @@ TEST(ClassIdTest, SumsTheUtf8BytesOfTheName) {
 }
 
 TEST(SharedPtrTest, NullHoldsNothingAndTheLastCopyDeletesOnce) {
-  EXPECT_EQ(SharedPtr<int>(nullptr).getReferenceCount(), 0u);
+  EXPECT_EQ(SharedPtr<Both>(static_cast<Both*>(nullptr)).getReferenceCount(), 0u);
   live = 0;
   {
     SharedPtr<Both> first(new Both), copy = first;  // A plain object to SharedPtr.
@@ -108,6 +108,8 @@ TEST(SharedPtrTest, NullHoldsNothingAndTheLastCopyDeletesOnce) {
     copy = SharedPtr<Both>();
     SharedPtr<Both> moved = std::move(first);
     EXPECT_TRUE(first == nullptr);
+    SharedPtr<Both>& self = moved;
+    moved = std::move(self);
     EXPECT_EQ(moved.getReferenceCount(), 1u);
   }
   EXPECT_EQ(live, 0);

@@ -44,6 +44,8 @@ class ObjectPoolTest : public ::testing::Test {
 };
 
 TEST_F(ObjectPoolTest, SlabsHandOutDistinctAlignedObjects) {
+  EXPECT_EQ(pool.getObjectSize(), kSize);
+  EXPECT_EQ(pool.getNodeCount(), kNodes);
   std::vector<void*> objects = allocate(1);
   expectFigures(1, kNodes - 1, 1);
   for (void* object : allocate(3 * kNodes - 1)) objects.push_back(object);
