@@ -81,18 +81,20 @@ TEST(SemaphoreTest, WaitTakesOnlyRealCountsAndEverySignalWakesOneWait) {
   EXPECT_FALSE(s->wait(0)) << "a signal was taken twice";
   std::atomic<int> taken{0};
   const auto takeSome = [&] {
-    for (int i = 0; i < 500; ++i) taken += s->wait(Semaphore::kInfinite);
+    for (int i = 0; i < 100; ++i) taken += s->wait(Semaphore::kInfinite);
   };
-  std::thread waiters[] = {std::thread(takeSome), std::thread(takeSome)};  // Asleep before any signal.
+  std::thread waiters[] = {std::thread(takeSome), std::thread(takeSome)};
   std::thread signaller([&] {
-    for (int i = 0; i < 1500; ++i) s->signal();
-    s->sync(0);  // Returns once every signal is taken.
-    EXPECT_EQ(s->getCount(), 0);
+    for (int i = 0; i < 300; ++i) {
+      s->signal();
+      s->sync(0);  // Returns once the signal is taken: the waiters sleep in between.
+      EXPECT_EQ(s->getCount(), 0);
+    }
   });
   takeSome();
   for (auto& waiter : waiters) waiter.join();
   signaller.join();
-  EXPECT_EQ(taken, 1500);
+  EXPECT_EQ(taken, 300);
   EXPECT_EQ(s->getCount(), 0);
 }
 
