@@ -1,10 +1,8 @@
 #include "platform/Clock.h"
 
-#include <sched.h>
 #include <time.h>
 
 #include <atomic>
-#include <cerrno>
 
 namespace orvo::platform {
 namespace {
@@ -28,16 +26,6 @@ std::uint32_t milliseconds() {
 
 MillisecondClock setMillisecondClock(MillisecondClock clock) {
   return replacementClock.exchange(clock, std::memory_order_acq_rel);
-}
-
-void sleepMilliseconds(std::uint32_t ms) {
-  if (ms == 0) {
-    sched_yield();
-    return;
-  }
-  timespec remaining{static_cast<time_t>(ms / 1000u), static_cast<long>(ms % 1000u) * 1000000L};
-  while (nanosleep(&remaining, &remaining) == -1 && errno == EINTR) {
-  }
 }
 
 }  // namespace orvo::platform

@@ -21,7 +21,4 @@ std::uint32_t systemMilliseconds();
 // that was in force.
 MillisecondClock setMillisecondClock(MillisecondClock clock);
 
-// Suspends the calling thread; 0 gives the processor to another thread.
-void sleepMilliseconds(std::uint32_t ms);
-
 }  // namespace orvo::platform

@@ -1,11 +1,12 @@
 #include "platform/CodePageConverter.h"
 
 #include <iconv.h>
-#include <pthread.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+
+#include "platform/ThreadSlot.h"
 
 namespace orvo::platform {
 namespace {
@@ -94,29 +95,19 @@ class ConverterCache {
 
 namespace {
 
-// Each thread's cache is reached through a plain thread-local pointer, which
-// stays usable in static destructors at process exit, and is freed at thread
-// exit through a key destructor. The main thread's cache lives until the
-// process ends.
-thread_local ConverterCache* cache = nullptr;
-pthread_key_t cacheKey;
-pthread_once_t cacheKeyOnce = PTHREAD_ONCE_INIT;
+void freeCache(void* cache) { delete static_cast<ConverterCache*>(cache); }
 
-void freeCache(void* threadCache) {
-  delete static_cast<ConverterCache*>(threadCache);
-  cache = nullptr;  // A conversion later in the thread's exit opens anew.
-}
-
-void createCacheKey() { pthread_key_create(&cacheKey, freeCache); }
+// Each thread's cache is freed at thread exit; a conversion later in the
+// thread's exit makes a new one, which the hook frees again.
+constinit ThreadSlot cacheSlot(&freeCache);
 
 }  // namespace
 
 CodePageConverter* CodePageConverter::forCodePage(int codePage) {
-  if (!cache) {
-    pthread_once(&cacheKeyOnce, createCacheKey);
-    cache = new ConverterCache;
-    pthread_setspecific(cacheKey, cache);
-  }
+  auto* cache = static_cast<ConverterCache*>(cacheSlot.get());
+  // Should the process have no key left, the cache serves this call only and
+  // is never freed.
+  if (!cache) cacheSlot.set(cache = new ConverterCache);
   return cache->find(codePage);
 }
 

@@ -1,15 +1,13 @@
 #include <orvo/core/ObjectPool.h>
 
-#include <pthread.h>
-
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
 #include "platform/Process.h"
+#include "platform/ThreadSlot.h"
 
 namespace orvo {
-
-constinit thread_local detail::PoolThreadCaches detail::poolThreadCaches{};
 
 // One general allocation holding `nodeCount` nodes of the same stride.
 struct alignas(alignof(std::max_align_t)) ObjectPool::Slab {
@@ -19,33 +17,26 @@ struct alignas(alignof(std::max_align_t)) ObjectPool::Slab {
 
 namespace {
 
-std::atomic<std::uint32_t> cacheSlotsTaken{0};
-std::atomic<ObjectPool*> cachedPools[detail::kCachedPools];
-pthread_key_t threadExitKey;
+// One thread's caches, at the places of their pools.
+struct ThreadCaches {
+  std::uint32_t capacity;
+  void* entries;  // ObjectPool::ThreadCache[capacity]
+};
+
+std::atomic<std::uint32_t> poolsStarted{0};
 
 constexpr std::size_t kAlignment = alignof(std::max_align_t);
 
 constexpr std::size_t roundUp(std::size_t size) { return (size + kAlignment - 1) & ~(kAlignment - 1); }
 
-// A thread's exit hook: its cached objects go back to their pools.
-void releaseCachesOfThread(void*) {
-  for (auto& slot : cachedPools) {
-    if (ObjectPool* pool = slot.load(std::memory_order_acquire)) pool->releaseThreadCache();
-  }
-}
+}  // namespace
 
-void createThreadExitKey() {
-  [[maybe_unused]] static const bool created =
-      (pthread_key_create(&threadExitKey, releaseCachesOfThread), true);
-}
+void releasePoolCachesOfThread(void* caches) noexcept;
 
-// The first release of a thread arranges for its caches to be emptied when
-// the thread ends; until then nothing is cached on that thread.
-void setThreadExitHook() {
-  createThreadExitKey();
-  detail::poolThreadCaches.exitHookSet = true;
-  pthread_setspecific(threadExitKey, &detail::poolThreadCaches);
-}
+namespace {
+
+// The ending thread's cached objects go back to their pools.
+constinit platform::ThreadSlot poolCaches(&releasePoolCachesOfThread);
 
 }  // namespace
 
@@ -55,7 +46,6 @@ ObjectPool::Node* ObjectPool::nodeAt(Slab* slab, std::uint32_t index) const noex
   auto* first = reinterpret_cast<unsigned char*>(slab) + roundUp(sizeof(Slab));
   return reinterpret_cast<Node*>(first + index * stride());
 }
-
 
 void ObjectPool::push(Node*& head, Node* node) noexcept {
   node->prev = nullptr;
@@ -74,20 +64,116 @@ void ObjectPool::unlink(Node*& head, Node* node) noexcept {
 }
 
 void ObjectPool::start() noexcept {
-  createThreadExitKey();
   SpinGuard guard(_lock);
   if (_state.load(std::memory_order_relaxed) != NotStarted) return;
-  const std::uint32_t slot = cacheSlotsTaken.fetch_add(1, std::memory_order_relaxed);
-  if (slot < detail::kCachedPools) {
-    cachedPools[slot].store(this, std::memory_order_release);
-    _cacheSlot.store(slot + 1, std::memory_order_relaxed);
-  }
+  _cacheIndex.store(poolsStarted.fetch_add(1, std::memory_order_relaxed) + 1, std::memory_order_relaxed);
   _state.store(Running, std::memory_order_release);
   platform::atExit([](void* pool) { static_cast<ObjectPool*>(pool)->close(); }, this);
 }
 
-void* ObjectPool::allocateShared(std::size_t size) noexcept {
+ObjectPool::ThreadCache* ObjectPool::threadCache() const noexcept {
+  const auto* caches = static_cast<ThreadCaches*>(poolCaches.get());
+  const std::uint32_t index = _cacheIndex.load(std::memory_order_relaxed);
+  if (!caches || index == 0 || index > caches->capacity) return nullptr;
+  return static_cast<ThreadCache*>(caches->entries) + (index - 1);
+}
+
+// Makes room for this pool in the calling thread's caches; null if memory or
+// a system key runs out, and then the thread does without.
+[[gnu::noinline]] ObjectPool::ThreadCache* ObjectPool::makeThreadCache() noexcept {
+  const std::uint32_t index = _cacheIndex.load(std::memory_order_relaxed);
+  auto* caches = static_cast<ThreadCaches*>(poolCaches.get());
+  if (!caches) {
+    caches = static_cast<ThreadCaches*>(std::calloc(1, sizeof(ThreadCaches)));
+    if (!caches) return nullptr;
+    if (!poolCaches.set(caches)) {
+      std::free(caches);
+      return nullptr;
+    }
+  }
+  if (index > caches->capacity) {
+    const std::uint32_t capacity = index < 8 ? 8 : index * 2;
+    void* entries = std::realloc(caches->entries, capacity * sizeof(ThreadCache));
+    if (!entries) return nullptr;
+    std::memset(static_cast<ThreadCache*>(entries) + caches->capacity, 0,
+                (capacity - caches->capacity) * sizeof(ThreadCache));
+    caches->entries = entries;
+    caches->capacity = capacity;
+  }
+  ThreadCache* cache = static_cast<ThreadCache*>(caches->entries) + (index - 1);
+  cache->pool = this;
+  return cache;
+}
+
+void releasePoolCachesOfThread(void* threadCaches) noexcept {
+  using ThreadCache = ObjectPool::ThreadCache;
+  auto* caches = static_cast<ThreadCaches*>(threadCaches);
+  auto* entries = static_cast<ThreadCache*>(caches->entries);
+  for (std::uint32_t i = 0; i < caches->capacity; ++i) {
+    if (entries[i].pool) entries[i].pool->releaseCache(entries[i]);
+  }
+  std::free(entries);
+  std::free(caches);
+}
+
+ObjectPool::ThreadCache* ObjectPool::cacheOfThisThread() noexcept {
+  return detail::isSingleThreadedProcess() ? &_soleCache : threadCache();
+}
+
+// The sole thread's cache outlives the start of a second thread; the first
+// trip to the lists after that gives its objects back.
+[[gnu::noinline]] void ObjectPool::releaseSoleCache() noexcept {
+  if (detail::isSingleThreadedProcess() ||
+      std::atomic_ref<std::uint32_t>(_soleCache.count).load(std::memory_order_relaxed) == 0) {
+    return;
+  }
+  void* top;
+  {
+    SpinGuard guard(_lock);
+    top = _soleCache.top;
+    _soleCache.top = nullptr;
+    std::atomic_ref<std::uint32_t>(_soleCache.count).store(0, std::memory_order_relaxed);
+  }
+  while (top) {
+    void* object = top;
+    top = *static_cast<void**>(object);
+    releaseToLists(nodeOf(object));
+  }
+}
+
+// The paths of a process with more than one thread, and of the sole thread
+// when its cache is empty or full. They stay small, with the slow ones out of
+// line, so that a call costs no more than a few loads and stores.
+void* ObjectPool::allocateWithThreads(std::size_t size) noexcept {
+  if (size == _objectSize) {
+    if (ThreadCache* cache = cacheOfThisThread(); cache && cache->count > 0) {
+      void* object = cache->top;
+      cache->top = *static_cast<void**>(object);
+      --cache->count;
+      return object;
+    }
+  }
+  return allocateShared(size);
+}
+
+void ObjectPool::releaseWithThreads(void* object) noexcept {
+  // A closing pool frees slabs as they empty, so nothing is kept then.
+  if (object && sizeOf(object) == _objectSize && _state.load(std::memory_order_relaxed) == Running) {
+    ThreadCache* cache = cacheOfThisThread();
+    if (!cache) cache = makeThreadCache();
+    if (cache && cache->count < kThreadCacheLimit) {
+      *static_cast<void**>(object) = cache->top;
+      cache->top = object;
+      ++cache->count;
+      return;
+    }
+  }
+  releaseShared(object);
+}
+
+[[gnu::noinline]] void* ObjectPool::allocateShared(std::size_t size) noexcept {
   if (_state.load(std::memory_order_acquire) == NotStarted) start();
+  releaseSoleCache();
   if (size != _objectSize) return allocateOversized(size);
 
   Node* node = takeFreeNode();
@@ -162,28 +248,26 @@ void ObjectPool::releaseOversized(Node* node) noexcept {
   std::free(node->slab);
 }
 
-void ObjectPool::releaseShared(void* object) noexcept {
+[[gnu::noinline]] void ObjectPool::releaseShared(void* object) noexcept {
   if (!object) return;
   Node* node = nodeOf(object);
   if (node->size != _objectSize) {
     releaseOversized(node);
     return;
   }
-  if (!detail::poolThreadCaches.exitHookSet && threadCache()) {
-    setThreadExitHook();
-    release(object);  // Now the thread may cache it.
-    return;
-  }
   releaseToLists(node);
 }
 
 void ObjectPool::releaseThreadCache() noexcept {
-  detail::PoolThreadCache* cache = threadCache();
-  if (!cache) return;
-  while (cache->count > 0) {
-    void* object = cache->top;
-    cache->top = *static_cast<void**>(object);
-    --cache->count;
+  if (ThreadCache* cache = cacheOfThisThread()) releaseCache(*cache);
+  releaseSoleCache();
+}
+
+void ObjectPool::releaseCache(ThreadCache& cache) noexcept {
+  while (cache.count > 0) {
+    void* object = cache.top;
+    cache.top = *static_cast<void**>(object);
+    --cache.count;
     releaseToLists(nodeOf(object));
   }
 }

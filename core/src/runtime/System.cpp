@@ -242,21 +242,23 @@ bool System::Task::waken() {
 
 void System::Task::onTick(unsigned int) {}
 
+// These read the record under _lock: a stop() on another thread may drop it,
+// and the pool may hand its storage out again, the moment the lock is free.
 ETaskState System::Task::getTaskState() const {
-  const TaskStatus* record = _status.get();
-  return record ? static_cast<ETaskState>(record->_taskState.load(std::memory_order_relaxed)) : TaskStopped;
+  SpinGuard guard(_lock);
+  return _status ? static_cast<ETaskState>(_status->_taskState.load(std::memory_order_relaxed)) : TaskStopped;
 }
 
 bool System::Task::setTickTime(unsigned int ms) {
-  TaskStatus* record = _status.get();
-  if (!record) return false;
-  record->_tickTime.store(ms, std::memory_order_relaxed);
+  SpinGuard guard(_lock);
+  if (!_status) return false;
+  _status->_tickTime.store(ms, std::memory_order_relaxed);
   return true;
 }
 
 System* System::Task::getSystem() const {
-  const TaskStatus* record = _status.get();
-  return record ? record->_system.get() : nullptr;
+  SpinGuard guard(_lock);
+  return _status ? _status->_system.get() : nullptr;
 }
 
 }  // namespace orvo

@@ -43,7 +43,7 @@ class StringBlock {
   }
 
   static int referenceCount(const TString<T>& string) {
-    return string.getData()->refCount.load(std::memory_order_relaxed);
+    return string.getData()->refCount.get();
   }
   static bool isSharedEmpty(const TString<T>& string) {
     return string.getData() == &TString<T>::_empty.data;

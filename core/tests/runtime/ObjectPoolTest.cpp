@@ -1,5 +1,7 @@
 // The slab allocator: slab accounting, oversized requests, thread caches and
-// the exit step.
+// the exit step. CTest runs each case in a process of its own, which starts
+// with one thread; cases that start threads also see the caches of a process
+// with several.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -9,7 +11,6 @@
 #include <vector>
 
 #include <orvo/core/ObjectPool.h>
-#include <orvo/core/System.h>
 
 namespace orvo {
 namespace {
@@ -17,128 +18,103 @@ namespace {
 constexpr std::size_t kSize = 40;
 constexpr std::uint32_t kNodes = 8;
 
-// Every test gets a pool of its own, as a class would have.
 class ObjectPoolTest : public ::testing::Test {
  protected:
-  // Pools live for the process; a fresh one per test keeps figures apart.
-  ObjectPool& pool = *new ObjectPool(kSize, kNodes);
+  // Pools have static storage, as their exit step needs; a fresh one per test
+  // keeps figures apart.
+  alignas(ObjectPool) static inline unsigned char storage[8][sizeof(ObjectPool)];
+  static inline int poolsMade = 0;
+  ObjectPool& pool = *new (storage[poolsMade++]) ObjectPool(kSize, kNodes);
 
-  std::vector<void*> allocate(int count) {
+  std::vector<void*> allocate(std::uint32_t count) {
     std::vector<void*> objects;
-    for (int i = 0; i < count; ++i) objects.push_back(pool.allocate(kSize));
+    for (std::uint32_t i = 0; i < count; ++i) objects.push_back(pool.allocate(kSize));
     return objects;
   }
-  void releaseAll(std::vector<void*>& objects) {
+  // Releases through the thread's cache, then empties it into the lists.
+  void release(const std::vector<void*>& objects) {
     for (void* object : objects) pool.release(object);
-    objects.clear();
     pool.releaseThreadCache();
+  }
+  void expectFigures(std::uint32_t slabs, std::uint32_t free, std::uint32_t used) {
+    EXPECT_EQ(pool.getSlabCount(), slabs);
+    EXPECT_EQ(pool.getFreeTotal(), free);
+    EXPECT_EQ(pool.getUsedCount(), used);
   }
 };
 
-TEST_F(ObjectPoolTest, ObjectsAreDistinctAlignedAndWritable) {
-  std::vector<void*> objects = allocate(3 * kNodes);
-  std::set<void*> distinct(objects.begin(), objects.end());
-  EXPECT_EQ(distinct.size(), objects.size());
+TEST_F(ObjectPoolTest, SlabsHandOutDistinctAlignedObjects) {
+  EXPECT_EQ(pool.getObjectSize(), kSize);
+  EXPECT_EQ(pool.getNodeCount(), kNodes);
+  std::vector<void*> objects = allocate(1);
+  expectFigures(1, kNodes - 1, 1);
+  for (void* object : allocate(3 * kNodes - 1)) objects.push_back(object);
+  EXPECT_EQ(std::set<void*>(objects.begin(), objects.end()).size(), objects.size());
   for (void* object : objects) {
-    ASSERT_NE(object, nullptr);
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(object) % alignof(std::max_align_t), 0u);
+    ASSERT_EQ(reinterpret_cast<std::uintptr_t>(object) % alignof(std::max_align_t), 0u);
     std::memset(object, 0xAB, kSize);  // ASan sees any overlap or overrun.
   }
-  EXPECT_EQ(pool.getSlabCount(), 3u);
-  EXPECT_EQ(pool.getUsedCount(), 3 * kNodes);
-  releaseAll(objects);
+  expectFigures(3, 0, 3 * kNodes);
+  release(objects);
+  expectFigures(1, kNodes, 0);  // A running pool keeps its last free slab.
 }
 
-TEST_F(ObjectPoolTest, SlabHandsOutOneAndFreesTheRest) {
-  void* first = pool.allocate(kSize);
-  EXPECT_EQ(pool.getSlabCount(), 1u);
-  EXPECT_EQ(pool.getFreeTotal(), kNodes - 1);
-  pool.release(first);
-  pool.releaseThreadCache();
+TEST_F(ObjectPoolTest, EmptiedSlabGoesWhenOneFreeNodeLiesElsewhere) {
+  std::vector<void*> first = allocate(kNodes);
+  std::vector<void*> second = allocate(kNodes);
+  release({second.back()});
+  release(first);
+  expectFigures(1, 1, kNodes - 1);
 }
 
-TEST_F(ObjectPoolTest, RunningPoolKeepsItsLastFreeSlab) {
-  std::vector<void*> objects = allocate(2 * kNodes);
-  EXPECT_EQ(pool.getSlabCount(), 2u);
-  releaseAll(objects);
-  // One slab emptied while the other still held objects and was freed; the
-  // last one stays for the next allocation.
-  EXPECT_EQ(pool.getSlabCount(), 1u);
-  EXPECT_EQ(pool.getFreeTotal(), kNodes);
-  EXPECT_EQ(pool.getUsedCount(), 0u);
-}
-
-TEST_F(ObjectPoolTest, FreeNodesAreReusedBeforeANewSlab) {
+TEST_F(ObjectPoolTest, FreeNodesAndCachedObjectsAreReusedFirst) {
   std::vector<void*> objects = allocate(kNodes);
-  void* reused = objects.back();
-  objects.pop_back();
-  pool.release(reused);
-  void* again = pool.allocate(kSize);
-  EXPECT_EQ(again, reused);
-  EXPECT_EQ(pool.getSlabCount(), 1u);
-  objects.push_back(again);
-  releaseAll(objects);
+  for (void* object : allocate(20)) pool.release(object);
+  EXPECT_EQ(pool.getUsedCount(), kNodes + 16) << "a thread keeps up to 16 objects at hand, counted as in use";
+  pool.releaseThreadCache();
+  pool.release(objects.back());
+  EXPECT_EQ(pool.allocate(kSize), objects.back());
+  release({objects.back()});
+  EXPECT_EQ(pool.allocate(kSize), objects.back());
+  EXPECT_EQ(pool.getUsedCount(), kNodes);
 }
 
 TEST_F(ObjectPoolTest, OversizedRequestsTakeTheirOwnAllocation) {
   void* big = pool.allocate(kSize * 10);
-  ASSERT_NE(big, nullptr);
   std::memset(big, 0xCD, kSize * 10);
-  EXPECT_EQ(pool.getSlabCount(), 0u);
-  EXPECT_EQ(pool.getUsedCount(), 1u);
+  expectFigures(0, 0, 1);
   pool.release(big);
-  EXPECT_EQ(pool.getUsedCount(), 0u);
   pool.release(nullptr);
+  expectFigures(0, 0, 0);
 }
 
 TEST_F(ObjectPoolTest, CloseFreesEmptySlabsAndLaterReleasesFreeTheRest) {
-  std::vector<void*> held = allocate(kNodes + 1);  // Two slabs, the second barely used.
-  pool.release(held.back());
+  std::vector<void*> held = allocate(kNodes + 1);  // A full slab and a barely used one.
+  release({held.back()});                          // The second is free, and kept.
   held.pop_back();
-  pool.releaseThreadCache();
-  EXPECT_EQ(pool.getSlabCount(), 2u);
+  void* last = held.back();
+  held.pop_back();
+  release(held);  // The first keeps one object.
   pool.close();
-  EXPECT_EQ(pool.getSlabCount(), 1u) << "the empty slab outlived the exit step";
-  for (void* object : held) pool.release(object);
-  EXPECT_EQ(pool.getSlabCount(), 0u) << "a slab emptied after exit was kept";
-  EXPECT_EQ(pool.getFreeTotal(), 0u);
+  EXPECT_EQ(pool.getSlabCount(), 1u) << "the exit step kept the empty slab or freed one in use";
+  pool.release(last);
+  expectFigures(0, 0, 0);
 }
 
-TEST_F(ObjectPoolTest, ThreadCacheServesTheNextAllocationWithoutTheLists) {
-  void* object = pool.allocate(kSize);
-  pool.release(object);
-  EXPECT_EQ(pool.getUsedCount(), 1u) << "a cached object counts as in use";
-  EXPECT_EQ(pool.allocate(kSize), object);
-  pool.release(object);
-  pool.releaseThreadCache();
-  EXPECT_EQ(pool.getUsedCount(), 0u);
-}
-
-TEST_F(ObjectPoolTest, EndingThreadGivesItsCacheBack) {
-  std::thread worker([this] {
-    std::vector<void*> objects = allocate(4);
-    for (void* object : objects) pool.release(object);
-  });
-  worker.join();
-  EXPECT_EQ(pool.getUsedCount(), 0u);
-}
-
-TEST_F(ObjectPoolTest, ConcurrentAllocationAndReleaseKeepTheBooks) {
+TEST_F(ObjectPoolTest, ThreadsShareThePoolAndGiveTheirCachesBackAtExit) {
+  pool.release(pool.allocate(kSize));  // Cached while the process may have one thread.
   std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
+  for (int t = 0; t < 3; ++t) {
     threads.emplace_back([this] {
-      std::vector<void*> objects;
       for (int round = 0; round < 200; ++round) {
-        for (int i = 0; i < 20; ++i) objects.push_back(pool.allocate(kSize));
+        std::vector<void*> objects = allocate(20);
         for (void* object : objects) pool.release(object);
-        objects.clear();
       }
     });
   }
   for (auto& thread : threads) thread.join();
-  EXPECT_EQ(pool.getUsedCount(), 0u);
-  EXPECT_EQ(pool.getSlabCount(), 1u);
-  EXPECT_EQ(pool.getFreeTotal(), kNodes);
+  pool.releaseThreadCache();
+  expectFigures(1, kNodes, 0);
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <atomic>
 #include <functional>
-#include <stdexcept>
+#include <tuple>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -16,23 +16,9 @@ namespace orvo {
 namespace {
 
 std::atomic<std::uint32_t> fakeNow{0};
-std::uint32_t fakeClock() { return fakeNow.load(); }
+using Calls = std::vector<std::pair<std::uint32_t, unsigned int>>;  // Clock, time delivered.
 
-// Puts the hand clock in force for one test.
-class ClockScope {
- public:
-  explicit ClockScope(std::uint32_t start) {
-    fakeNow = start;
-    _previous = platform::setMillisecondClock(&fakeClock);
-  }
-  ~ClockScope() { platform::setMillisecondClock(_previous); }
-
- private:
-  platform::MillisecondClock _previous;
-};
-
-// A System whose loop is a script: run() hands the test the System, and the
-// test calls tick() as the loop would.
+// A System whose loop is a script: the test calls tick() as the loop would.
 class ScriptedSystem : public System {
  public:
   std::function<bool(ScriptedSystem&)> onInit;
@@ -43,40 +29,27 @@ class ScriptedSystem : public System {
   bool init() override { return onInit ? onInit(*this) : System::init(); }
   void run() override {
     ranLoop = true;
-    if (script) {
-      script(*this);
-    } else {
-      System::run();
-    }
+    script ? script(*this) : System::run();
   }
   void exit() override {
     ++exitCalls;
     System::exit();
   }
-  // One pass at clock value `now`.
   void passAt(std::uint32_t now) {
     fakeNow = now;
     tick();
   }
 };
 
-// Records every call with the clock value and the time delivered.
 class RecordingTask : public System::Task {
  public:
-  struct Call {
-    std::uint32_t at;
-    unsigned int elapsed;
-  };
-  std::vector<Call> calls;
+  Calls calls;
   std::function<void(RecordingTask&)> onCall;
-  std::vector<int>* order = nullptr;
-  int id = 0;
   static inline std::atomic<int> live{0};
 
   RecordingTask() { ++live; }
   void onTick(unsigned int elapsed) override {
-    calls.push_back({fakeNow.load(), elapsed});
-    if (order) order->push_back(id);
+    calls.emplace_back(fakeNow.load(), elapsed);
     if (onCall) onCall(*this);
   }
 
@@ -84,508 +57,205 @@ class RecordingTask : public System::Task {
   ~RecordingTask() override { --live; }
 };
 
-THandle<ScriptedSystem> makeSystem() { return THandle<ScriptedSystem>(new ScriptedSystem); }
+class SystemTest : public ::testing::Test {
+ protected:
+  SystemTest() : previousClock(platform::setMillisecondClock([] { return fakeNow.load(); })) { fakeNow = 0; }
+  ~SystemTest() override { platform::setMillisecondClock(previousClock); }
 
-// Loads and starts `system` with `script` as its loop.
-void runScript(const THandle<ScriptedSystem>& system, std::function<void(ScriptedSystem&)> script) {
-  system->script = std::move(script);
-  ASSERT_TRUE(system->load());
-  system->start();
-}
-
-// ---- life states -------------------------------------------------------------
-
-TEST(SystemStateTest, StartWithoutLoadDoesNothing) {
-  THandle<ScriptedSystem> system = makeSystem();
-  system->start();
-  EXPECT_EQ(system->getState(), System::StateUnloaded);
-  EXPECT_EQ(system->exitCalls, 0);
-}
-
-TEST(SystemStateTest, LoadOnlyFromUnloaded) {
-  THandle<ScriptedSystem> system = makeSystem();
-  EXPECT_TRUE(system->load());
-  EXPECT_FALSE(system->load());
-  EXPECT_EQ(system->getState(), System::StateLoaded);
-  system->unload();  // Only a stopped System unloads.
-  EXPECT_EQ(system->getState(), System::StateLoaded);
-}
-
-TEST(SystemStateTest, ShutdownBeforeStartThenStartDoesNothing) {
-  THandle<ScriptedSystem> system = makeSystem();
-  system->load();
-  EXPECT_TRUE(system->shutdown());
-  EXPECT_EQ(system->getState(), System::StateStopping);
-  system->start();
-  EXPECT_EQ(system->exitCalls, 0);
-  system->unload();
-  EXPECT_EQ(system->getState(), System::StateUnloaded);
-}
-
-TEST(SystemStateTest, FullLifeAndRestart) {
-  ClockScope clock(1000);
-  THandle<ScriptedSystem> system = makeSystem();
-  for (int round = 0; round < 2; ++round) {
-    System::EState seenInLoop = System::StateUnloaded;
-    runScript(system, [&](ScriptedSystem& s) {
-      seenInLoop = s.getState();
-      s.shutdown();
-    });
-    EXPECT_EQ(seenInLoop, System::StateRunning);
-    EXPECT_EQ(system->getState(), System::StateStopping);
-    EXPECT_EQ(system->exitCalls, round + 1);
-    system->unload();
-    EXPECT_EQ(system->getState(), System::StateUnloaded);
+  static THandle<RecordingTask> newTask() { return THandle<RecordingTask>(new RecordingTask); }
+  // Loads and starts the System with `loop` as its main loop.
+  void run(std::function<void(ScriptedSystem&)> loop) {
+    system->script = std::move(loop);
+    ASSERT_TRUE(system->load());
+    system->start();
   }
-}
 
-TEST(SystemStateTest, ShutdownDuringInitSkipsTheLoop) {
-  THandle<ScriptedSystem> system = makeSystem();
-  bool baseInit = true;
-  system->onInit = [&](ScriptedSystem& s) {
-    std::thread other([&] { s.shutdown(); });
-    other.join();
-    baseInit = s.System::init();
-    return baseInit;
-  };
-  runScript(system, nullptr);
-  EXPECT_FALSE(baseInit);
-  EXPECT_FALSE(system->ranLoop);
-  EXPECT_EQ(system->exitCalls, 1);
-  EXPECT_EQ(system->getState(), System::StateStopping);
-}
+  platform::MillisecondClock previousClock;
+  THandle<ScriptedSystem> system{new ScriptedSystem};
+  THandle<RecordingTask> task = newTask();
+};
 
-TEST(SystemStateTest, InitFailingBeforeBaseInitStaysStarting) {
-  THandle<ScriptedSystem> system = makeSystem();
-  system->onInit = [](ScriptedSystem&) { return false; };
-  runScript(system, nullptr);
-  EXPECT_EQ(system->exitCalls, 1);
-  EXPECT_EQ(system->getState(), System::StateStarting);
-  system->unload();
-  EXPECT_EQ(system->getState(), System::StateStarting);
-  system->shutdown();
-  system->unload();
-  EXPECT_EQ(system->getState(), System::StateUnloaded);
-}
-
-TEST(SystemStateTest, InitFailingAfterBaseInitStops) {
-  THandle<ScriptedSystem> system = makeSystem();
-  system->onInit = [](ScriptedSystem& s) {
-    s.System::init();
-    return false;
-  };
-  runScript(system, nullptr);
-  EXPECT_FALSE(system->ranLoop);
-  EXPECT_EQ(system->getState(), System::StateStopping);
-}
-
-TEST(SystemStateTest, RunLoopsUntilShutdownFromAnotherThread) {
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> task(new RecordingTask);
-  std::atomic<int> passes{0};
-  task->onCall = [&](RecordingTask&) { ++passes; };
-  system->onInit = [&](ScriptedSystem& s) { return s.System::init() && task->start(&s); };
-  system->load();
-  std::thread stopper([&] {
-    while (passes.load() < 100) std::this_thread::yield();
-    system->shutdown();
-  });
-  system->start();  // The base run(): loops until the state leaves running.
-  stopper.join();
-  EXPECT_GE(passes.load(), 100);
-  EXPECT_EQ(system->getState(), System::StateStopping);
-  EXPECT_EQ(task->getTaskState(), TaskStopped) << "exit stops every task";
-}
-
-TEST(SystemStateTest, WakenWithoutSleeperLetsNextSleepReturnAtOnce) {
-  THandle<ScriptedSystem> system = makeSystem();
-  system->waken();
-  system->sleep(Semaphore::kInfinite);  // Would hang without the stored signal.
-  SUCCEED();
-}
-
-TEST(SystemStateTest, ShutdownWakesASleeper) {
-  THandle<ScriptedSystem> system = makeSystem();
-  system->load();
-  std::thread sleeper([&] { system->sleep(Semaphore::kInfinite); });
-  system->shutdown();
-  sleeper.join();
-  EXPECT_EQ(system->getState(), System::StateStopping);
-}
-
-// ---- timing ------------------------------------------------------------------
-
-TEST(SystemTimingTest, FirstPassDeliversNoTime) {
-  ClockScope clock(5000);
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> task(new RecordingTask);
-  system->onInit = [&](ScriptedSystem& s) { return s.System::init() && task->start(&s); };
-  runScript(system, [&](ScriptedSystem& s) {
-    s.passAt(5000);  // Merges the task; it is not called in this pass.
-    s.passAt(5010);
-  });
-  ASSERT_EQ(task->calls.size(), 1u);
-  EXPECT_EQ(task->calls[0].elapsed, 10u);
-
-}
-
-TEST(SystemTimingTest, FirstPassOverAnActiveTaskDeliversZero) {
-  ClockScope clock(0);
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> task(new RecordingTask);
-  runScript(system, [&](ScriptedSystem& s) {
-    task->start(&s);
-    s.onTick(0);  // Merges without a clock reading, so the next tick is the first.
-    s.passAt(777);
-  });
-  ASSERT_EQ(task->calls.size(), 1u);
-  EXPECT_EQ(task->calls[0].elapsed, 0u);
-}
-
-TEST(SystemTimingTest, PeriodRemainderIsDropped) {
-  ClockScope clock(0);
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> task(new RecordingTask);
-  runScript(system, [&](ScriptedSystem& s) {
-    task->start(&s);
-    s.passAt(0);
-    task->setTickTime(100);
-    for (std::uint32_t t = 30; t <= 390; t += 30) s.passAt(t);
-  });
-  ASSERT_EQ(task->calls.size(), 3u);
-  const std::uint32_t expectedAt[] = {120, 240, 360};
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(task->calls[i].at, expectedAt[i]);
-    EXPECT_EQ(task->calls[i].elapsed, 120u);
-  }
-}
-
-TEST(SystemTimingTest, PeriodZeroIsCalledEveryPassWithThePassTime) {
-  ClockScope clock(0);
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> task(new RecordingTask);
-  runScript(system, [&](ScriptedSystem& s) {
-    task->start(&s);
-    s.passAt(0);
-    s.passAt(7);
-    s.passAt(7);
-    s.passAt(20);
-  });
-  ASSERT_EQ(task->calls.size(), 3u);
-  EXPECT_EQ(task->calls[0].elapsed, 7u);
-  EXPECT_EQ(task->calls[1].elapsed, 0u);
-  EXPECT_EQ(task->calls[2].elapsed, 13u);
-}
-
-TEST(SystemTimingTest, SleepEndsAfterItsTimeWithAtLeastThatMuch) {
-  ClockScope clock(0);
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> task(new RecordingTask);
-  runScript(system, [&](ScriptedSystem& s) {
-    task->start(&s);
-    s.passAt(0);
-    task->setTickTime(1000);
-    s.passAt(1000);  // Called: the last call is at 1000.
-    s.passAt(1400);  // 400 gathered since.
-    EXPECT_TRUE(task->sleep(500));
-    EXPECT_EQ(task->getTaskState(), TaskSleeping);
-    s.passAt(1450);
-    EXPECT_EQ(task->calls.size(), 1u);
-    s.passAt(1500);  // 500 gathered: the sleep is over.
-    ASSERT_EQ(task->calls.size(), 2u);
-    EXPECT_EQ(task->calls[1].elapsed, 500u);
-    EXPECT_EQ(task->getTaskState(), TaskRunning);
-  });
-}
-
-TEST(SystemTimingTest, SleepZeroEndsOnTheNextPass) {
-  ClockScope clock(0);
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> task(new RecordingTask);
-  runScript(system, [&](ScriptedSystem& s) {
-    task->start(&s);
-    s.passAt(0);
-    task->setTickTime(1000);
-    EXPECT_TRUE(task->sleep(0));
-    s.passAt(3);
-    ASSERT_EQ(task->calls.size(), 1u);
-    EXPECT_EQ(task->calls[0].elapsed, 3u);
-  });
-}
-
-TEST(SystemTimingTest, WakenEndsASleepButNotTheCurrentPeriod) {
-  ClockScope clock(0);
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> task(new RecordingTask);
-  runScript(system, [&](ScriptedSystem& s) {
-    task->start(&s);
-    s.passAt(0);
-    task->setTickTime(100);
-    EXPECT_TRUE(task->waken());  // Not sleeping: no change.
-    EXPECT_EQ(task->getTaskState(), TaskRunning);
-    task->sleep(10000);
-    s.passAt(50);
-    EXPECT_TRUE(task->waken());
-    EXPECT_EQ(task->getTaskState(), TaskRunning);
-    s.passAt(90);
-    EXPECT_TRUE(task->calls.empty());
-    s.passAt(100);
-    ASSERT_EQ(task->calls.size(), 1u);
-    EXPECT_EQ(task->calls[0].elapsed, 100u);
-  });
-}
-
-TEST(SystemTimingTest, ClockWrapGivesTheTrueDifference) {
-  ClockScope clock(0xFFFFFFF0u);
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> task(new RecordingTask);
-  runScript(system, [&](ScriptedSystem& s) {
-    task->start(&s);
-    s.passAt(0xFFFFFFF0u);
-    s.passAt(0x10u);
-  });
-  ASSERT_EQ(task->calls.size(), 1u);
-  EXPECT_EQ(task->calls[0].elapsed, 0x20u);
-}
-
-TEST(SystemTimingTest, TimeOfOnTickReachesTheNextPass) {
-  ClockScope clock(0);
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> slow(new RecordingTask);
-  slow->onCall = [](RecordingTask&) { fakeNow += 25; };  // The call itself takes 25 ms.
-  runScript(system, [&](ScriptedSystem& s) {
-    slow->start(&s);
-    s.passAt(0);
-    s.passAt(10);
-    s.passAt(50);
-  });
-  ASSERT_EQ(slow->calls.size(), 2u);
-  EXPECT_EQ(slow->calls[1].elapsed, 40u) << "_lastTime is the clock at the start of the pass";
-}
-
-// ---- starting, stopping and order ------------------------------------------------
-
-TEST(SystemTaskTest, NeverStartedTaskRefusesEverything) {
-  THandle<RecordingTask> task(new RecordingTask);
+TEST_F(SystemTest, OnlyALoadedSystemStartsAndOnlyAStartedTaskActs) {
   EXPECT_FALSE(task->setTickTime(10));
   EXPECT_FALSE(task->sleep(10));
   EXPECT_FALSE(task->waken());
-  EXPECT_EQ(task->getTaskState(), TaskStopped);
   EXPECT_EQ(task->getSystem(), nullptr);
   task->stop();
   EXPECT_FALSE(task->start(nullptr));
-}
-
-TEST(SystemTaskTest, StartRefusedOutsideReadyAndRunning) {
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> task(new RecordingTask);
   EXPECT_FALSE(task->start(system.get())) << "unloaded";
-  system->load();
-  EXPECT_FALSE(task->start(system.get())) << "loaded";
-  bool duringStarting = true;
-  bool afterBaseInit = false;
-  system->onInit = [&](ScriptedSystem& s) {
-    duringStarting = task->start(&s);
-    const bool ok = s.System::init();
-    afterBaseInit = task->start(&s);
-    return ok;
-  };
-  system->script = [&](ScriptedSystem& s) {
-    EXPECT_FALSE(task->start(&s)) << "already started";
-    s.shutdown();
-    EXPECT_EQ(s.getState(), System::StateStopping);
-    THandle<RecordingTask> late(new RecordingTask);
-    EXPECT_FALSE(late->start(&s)) << "stopping";
-  };
   system->start();
-  EXPECT_FALSE(duringStarting);
-  EXPECT_TRUE(afterBaseInit);
+  EXPECT_EQ(system->getState(), System::StateUnloaded);
+  ASSERT_TRUE(system->load());
+  EXPECT_FALSE(system->load());
+  EXPECT_FALSE(task->start(system.get())) << "loaded";
+  system->unload();
+  EXPECT_EQ(system->getState(), System::StateLoaded);
+  EXPECT_TRUE(system->shutdown());
+  system->start();  // Stopped before it started: nothing happens.
+  EXPECT_EQ(system->exitCalls, 0);
+  system->unload();
+  EXPECT_EQ(system->getState(), System::StateUnloaded);
+  system->waken();  // With no sleeper the next sleep returns at once.
+  system->sleep(Semaphore::kInfinite);
 }
 
-TEST(SystemTaskTest, StartedTaskLivesOnItsRecordUntilStopped) {
-  THandle<ScriptedSystem> system = makeSystem();
-  runScript(system, [&](ScriptedSystem& s) {
-    const int before = RecordingTask::live;
-    {
-      THandle<RecordingTask> task(new RecordingTask);
-      ASSERT_TRUE(task->start(&s));
-      EXPECT_EQ(task->getSystem(), &s);
-    }
-    EXPECT_EQ(RecordingTask::live.load(), before + 1) << "dropping the last handle ended a started task";
-    s.passAt(0);
-  });
-  EXPECT_EQ(RecordingTask::live.load(), 0) << "exit did not stop the task";
+// Each start runs init, the loop if init made the System ready, and exit.
+TEST_F(SystemTest, StartRunsInitTheLoopAndExit) {
+  const std::tuple<std::function<bool(ScriptedSystem&)>, bool, System::EState> cases[] = {
+      {[&](ScriptedSystem& s) {
+         EXPECT_FALSE(task->start(&s)) << "starting";
+         return s.System::init() && task->start(&s);
+       },
+       true, System::StateStopping},
+      {[](ScriptedSystem&) { return false; }, false, System::StateStarting},
+      {[](ScriptedSystem& s) { return !s.System::init(); }, false, System::StateStopping},
+      // A shutdown from another thread during init makes the base init fail.
+      {[](ScriptedSystem& s) { return std::thread([&] { s.shutdown(); }).join(), s.System::init(); }, false,
+       System::StateStopping},
+  };
+  for (const auto& [init, loops, after] : cases) {
+    THandle<ScriptedSystem> s(new ScriptedSystem);
+    s->onInit = init;
+    s->script = [&](ScriptedSystem& loop) {
+      EXPECT_EQ(loop.getState(), System::StateRunning);
+      EXPECT_FALSE(task->start(&loop)) << "already started";
+      EXPECT_EQ(task->getSystem(), &loop);
+      loop.shutdown();
+      EXPECT_FALSE(newTask()->start(&loop)) << "stopping";
+    };
+    s->load();
+    s->start();
+    EXPECT_EQ(s->ranLoop, loops);
+    EXPECT_EQ(s->exitCalls, 1);
+    EXPECT_EQ(s->getState(), after);
+    EXPECT_EQ(task->getTaskState(), TaskStopped) << "exit stops every task";
+    s->unload();
+    EXPECT_EQ(s->getState(), after == System::StateStarting ? after : System::StateUnloaded);
+    EXPECT_TRUE(!loops || s->load()) << "a stopped System starts again";
+  }
 }
 
-TEST(SystemTaskTest, NewTasksAreWalkedNewestFirst) {
-  ClockScope clock(0);
-  THandle<ScriptedSystem> system = makeSystem();
+enum Op { Pass, Period, Sleep, Waken, State, MergeOnly, Stop, Start, NoRecordLeft };
+struct TimingCase {
+  const char* what;
+  std::uint32_t costOfACall;  // Clock time that each call takes.
+  std::vector<std::pair<Op, std::uint32_t>> steps;
+  Calls calls;
+};
+
+TEST_F(SystemTest, TimeDeliveredToATask) {
+  const TimingCase cases[] = {
+      {"period 0: every pass", 0, {{Pass, 0}, {Pass, 7}, {Pass, 7}, {Pass, 20}}, {{7, 7}, {7, 0}, {20, 13}}},
+      {"the first pass delivers nothing", 0, {{MergeOnly, 0}, {Pass, 777}}, {{777, 0}}},
+      {"the remainder over a period is dropped", 0, {{Pass, 0}, {Period, 100}, {Pass, 60}, {Pass, 120},
+       {Pass, 180}, {Pass, 240}, {Pass, 300}, {Pass, 360}}, {{120, 120}, {240, 120}, {360, 120}}},
+      {"a sleep ends when its time has passed", 0, {{Pass, 0}, {Period, 1000}, {Pass, 1000}, {Pass, 1400},
+       {Sleep, 500}, {State, TaskSleeping}, {Pass, 1450}, {Pass, 1500}, {State, TaskRunning}},
+       {{1000, 1000}, {1500, 500}}},
+      {"sleep 0 ends at the next pass", 0, {{Pass, 0}, {Period, 1000}, {Sleep, 0}, {Pass, 3}}, {{3, 3}}},
+      {"waken ends a sleep but not the period", 0, {{Pass, 0}, {Period, 100}, {Waken, 0}, {State, TaskRunning},
+       {Sleep, 10000}, {Pass, 50}, {Waken, 0}, {State, TaskRunning}, {Pass, 90}, {Pass, 100}}, {{100, 100}}},
+      {"the clock wraps", 0, {{Pass, 0xFFFFFFF0u}, {Pass, 0x10}}, {{0x10, 0x20}}},
+      {"the time of a call counts for the next pass", 25, {{Pass, 0}, {Pass, 10}, {Pass, 50}}, {{10, 10}, {50, 40}}},
+      {"a stop right after the start is dropped at the merge", 0, {{Stop, 0}, {Pass, 0}, {Pass, 5}, {NoRecordLeft, 0}},
+       {}},
+      {"after a stop and a new start only the new start runs, with period 0", 0, {{Pass, 0}, {Period, 1000},
+       {Pass, 10}, {Stop, 0}, {Start, 0}, {Pass, 20}, {Pass, 30}, {Stop, 0}, {Pass, 40}, {NoRecordLeft, 0}},
+       {{30, 10}}},
+  };
+  for (const TimingCase& c : cases) {
+    THandle<ScriptedSystem> s(new ScriptedSystem);
+    THandle<RecordingTask> t = newTask();
+    t->onCall = [&](RecordingTask&) { fakeNow += c.costOfACall; };
+    s->script = [&](ScriptedSystem& loop) {
+      t->start(&loop);
+      for (const auto& [op, value] : c.steps) {
+        switch (op) {
+          case Pass: loop.passAt(value); break;
+          case MergeOnly: loop.onTick(0); break;  // No clock reading: the next pass is the first.
+          case Period: EXPECT_TRUE(t->setTickTime(value)); break;
+          case Sleep: EXPECT_TRUE(t->sleep(value)); break;
+          case Waken: EXPECT_TRUE(t->waken()); break;
+          case State: EXPECT_EQ(t->getTaskState(), static_cast<ETaskState>(value)) << c.what; break;
+          case Stop: t->stop(); break;
+          case Start: EXPECT_TRUE(t->start(&loop)); break;
+          case NoRecordLeft: EXPECT_EQ(loop.getReferenceCount(), 1u) << c.what; break;
+        }
+      }
+    };
+    s->load();
+    s->start();
+    EXPECT_EQ(t->calls, c.calls) << c.what;
+  }
+}
+
+// Started tasks live on their records until stopped, by themselves or by exit.
+TEST_F(SystemTest, WalkRunsNewestFirstAndSurvivesATaskStoppingItself) {
+  const int before = RecordingTask::live;
   std::vector<int> order;
   std::vector<THandle<RecordingTask>> tasks;
-  for (int id = 1; id <= 5; ++id) {
-    tasks.emplace_back(new RecordingTask);
-    tasks.back()->id = id;
-    tasks.back()->order = &order;
+  for (int id = 0; id < 4; ++id) {
+    tasks.push_back(newTask());
+    tasks.back()->onCall = [&order, id](RecordingTask& self) {
+      order.push_back(id);
+      if (id == 3) self.stop();  // Its last holder: it dies in its own call.
+    };
   }
-  runScript(system, [&](ScriptedSystem& s) {
+  run([&](ScriptedSystem& s) {
     tasks[0]->start(&s);
     tasks[1]->start(&s);
     s.passAt(0);
     tasks[2]->start(&s);
     tasks[3]->start(&s);
-    tasks[4]->start(&s);
-    s.passAt(1);  // Calls 2, 1; then merges 3, 4, 5 to the front.
-    order.clear();
+    s.passAt(1);  // Calls 1, 0; then merges 2 and 3 to the front.
+    tasks[3] = nullptr;
+    const unsigned int records = s.getReferenceCount();
+    const int live = RecordingTask::live;
     s.passAt(2);
+    EXPECT_EQ(RecordingTask::live, live - 1) << "the task survived its stop";
+    EXPECT_EQ(s.getReferenceCount(), records) << "the dead record is kept until the next pass";
+    s.passAt(3);
+    EXPECT_EQ(s.getReferenceCount(), records - 1) << "the dead record was not erased";
+    tasks.clear();  // Their records hold them now.
+    task->start(&s);  // Never merged.
   });
-  EXPECT_EQ(order, (std::vector<int>{5, 4, 3, 2, 1}));
-}
-
-TEST(SystemTaskTest, TaskStartedDuringTheWalkRunsFromThePassAfterTheMerge) {
-  ClockScope clock(0);
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> parent(new RecordingTask);
-  THandle<RecordingTask> child(new RecordingTask);
-  parent->onCall = [&](RecordingTask& self) {
-    if (self.calls.size() == 1) {
-      EXPECT_TRUE(child->start(self.getSystem()));
-    }
-  };
-  runScript(system, [&](ScriptedSystem& s) {
-    parent->start(&s);
-    s.passAt(0);
-    s.passAt(10);  // Parent starts the child; merged at the end of this pass.
-    EXPECT_TRUE(child->calls.empty());
-    s.passAt(30);
-  });
-  ASSERT_EQ(child->calls.size(), 1u);
-  EXPECT_EQ(child->calls[0].elapsed, 20u) << "a new task gathers nothing before its first pass";
-}
-
-TEST(SystemTaskTest, StopInsideOwnOnTickLetsThePassGoOn) {
-  ClockScope clock(0);
-  THandle<ScriptedSystem> system = makeSystem();
-  std::vector<int> order;
-  THandle<RecordingTask> older(new RecordingTask);
-  older->id = 1;
-  older->order = &order;
-  int liveBefore = 0;
-  runScript(system, [&](ScriptedSystem& s) {
-    liveBefore = RecordingTask::live;
-    {
-      THandle<RecordingTask> quitter(new RecordingTask);
-      quitter->id = 2;
-      quitter->order = &order;
-      quitter->onCall = [](RecordingTask& self) { self.stop(); };
-      older->start(&s);
-      quitter->start(&s);
-    }  // Only its record holds the quitter now: stop() destroys it mid-call.
-    s.passAt(0);
-    const unsigned int recordsBefore = s.getReferenceCount();
-    s.passAt(1);
-    EXPECT_EQ(RecordingTask::live, liveBefore) << "quitter survived its stop";
-    EXPECT_EQ(s.getReferenceCount(), recordsBefore) << "the dead record is kept until the next pass";
-    s.passAt(2);
-    EXPECT_EQ(s.getReferenceCount(), recordsBefore - 1) << "the dead record was not erased";
-  });
-  EXPECT_EQ(order, (std::vector<int>{2, 1, 1}));
-}
-
-TEST(SystemTaskTest, StopRightAfterStartIsDroppedAtTheMerge) {
-  ClockScope clock(0);
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> task(new RecordingTask);
-  runScript(system, [&](ScriptedSystem& s) {
-    const unsigned int idle = s.getReferenceCount();
-    task->start(&s);
-    task->stop();
-    EXPECT_EQ(task->getTaskState(), TaskStopped);
-    s.passAt(0);
-    s.passAt(5);
-    EXPECT_EQ(s.getReferenceCount(), idle) << "the stopped record stayed in a list";
-  });
-  EXPECT_TRUE(task->calls.empty());
-}
-
-TEST(SystemTaskTest, StopAndStartBetweenPassesRunsTheNewStartWithPeriodZero) {
-  ClockScope clock(0);
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> task(new RecordingTask);
-  runScript(system, [&](ScriptedSystem& s) {
-    task->start(&s);
-    s.passAt(0);
-    task->setTickTime(1000);
-    s.passAt(10);
-    EXPECT_TRUE(task->calls.empty());
-    task->stop();
-    EXPECT_TRUE(task->start(&s));
-    s.passAt(20);  // Old record dropped, new one merged.
-    s.passAt(30);
-  });
-  ASSERT_EQ(task->calls.size(), 1u) << "the old record was still called, or the new one not";
-  EXPECT_EQ(task->calls[0].elapsed, 10u);
-}
-
-TEST(SystemTaskTest, ExitStopsPendingTasksToo) {
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> active(new RecordingTask);
-  THandle<RecordingTask> pending(new RecordingTask);
-  runScript(system, [&](ScriptedSystem& s) {
-    active->start(&s);
-    s.passAt(0);
-    pending->start(&s);  // Never merged.
-  });
-  EXPECT_EQ(active->getTaskState(), TaskStopped);
-  EXPECT_EQ(pending->getTaskState(), TaskStopped);
+  EXPECT_EQ(order, (std::vector<int>{1, 0, 3, 2, 1, 0, 2, 1, 0}));
+  EXPECT_EQ(RecordingTask::live, before) << "exit did not stop a task";
+  EXPECT_EQ(task->getTaskState(), TaskStopped);
   EXPECT_EQ(system->getReferenceCount(), 1u) << "a record still holds the System";
 }
 
-TEST(SystemTaskTest, ExceptionFromOnTickLeavesStartWithoutExit) {
-  THandle<ScriptedSystem> system = makeSystem();
-  THandle<RecordingTask> thrower(new RecordingTask);
-  thrower->onCall = [](RecordingTask&) { throw std::runtime_error("task failed"); };
-  system->onInit = [&](ScriptedSystem& s) { return s.System::init() && thrower->start(&s); };
-  system->load();
-  EXPECT_THROW(system->start(), std::runtime_error);
-  EXPECT_EQ(system->exitCalls, 0);
-  EXPECT_EQ(system->getState(), System::StateRunning);
-  // Clean up the way an application would: stop it and run exit itself.
-  system->shutdown();
-  system->exit();
-}
-
-TEST(SystemTaskTest, TasksStartedAndStoppedFromOtherThreads) {
-  THandle<ScriptedSystem> system = makeSystem();
+// While the base loop runs on its thread, other threads start and stop tasks, and
+// a running task starts a child on its own System (through getSystem) while
+// another thread stops and restarts that task at any moment.
+TEST_F(SystemTest, TasksStartedAndStoppedFromOtherThreads) {
   std::atomic<bool> running{false};
-  std::atomic<int> calls{0};
-  system->onInit = [&](ScriptedSystem& s) {
-    running = s.System::init();
-    return running.load();
-  };
-  system->script = [&](ScriptedSystem& s) {
-    while (s.getState() == System::StateRunning) s.tick();
+  system->onInit = [&](ScriptedSystem& s) { return running = s.System::init(); };
+  THandle<RecordingTask> child = newTask();
+  task->onCall = [&](RecordingTask& self) {
+    if (System* s = self.getSystem()) child->start(s);
+    self.setTickTime(self.getTaskState() == TaskRunning ? 0 : 1);
+    child->stop();
   };
   system->load();
   std::thread loop([&] { system->start(); });
   while (!running) std::this_thread::yield();
-
-  std::vector<std::thread> workers;
-  for (int w = 0; w < 2; ++w) {
-    workers.emplace_back([&] {
-      for (int i = 0; i < 200; ++i) {
-        THandle<RecordingTask> task(new RecordingTask);
-        task->onCall = [&](RecordingTask&) { ++calls; };
-        if (!task->start(system.get())) continue;
-        task->sleep(0);
-        task->waken();
-        task->stop();
-      }
-    });
+  std::thread restarter([&] {
+    for (int i = 0; i < 2000; ++i) {
+      task->start(system.get());
+      std::this_thread::yield();
+      task->stop();
+    }
+  });
+  for (int i = 0; i < 300; ++i) {
+    THandle<RecordingTask> other = newTask();
+    if (other->start(system.get()) && other->sleep(0) && other->waken()) other->stop();
   }
-  for (auto& worker : workers) worker.join();
+  restarter.join();
   system->shutdown();
   loop.join();
-  EXPECT_EQ(system->getReferenceCount(), 1u);
+  EXPECT_EQ(task->getTaskState(), TaskStopped);
+  EXPECT_EQ(system->getReferenceCount(), 1u) << "a record still holds the System";
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 //
 //   Mutex mutex;
 //   { MutexGuard guard(mutex); ... }
+//
+// Threads: any thread may lock it; only the thread that holds it unlocks.
 #pragma once
 
 #include <mutex>

@@ -19,10 +19,13 @@
 // A pool must have static storage duration: its constructor is constexpr, so
 // it is ready before any constructor of the program runs.
 //
-// Each thread keeps a few released objects of each pool at hand and serves
+// Each thread keeps up to 16 released objects of each pool at hand and serves
 // its next allocations from them without taking the pool's lock. Those count
-// as in use until the cache overflows, the thread ends, or the thread calls
-// releaseThreadCache().
+// as in use until the thread's cache of that pool overflows, the thread ends,
+// or the thread calls releaseThreadCache(). Any number of pools may do so.
+//
+// Threads: allocate and release may run on any threads at once, and an object
+// may be released on another thread than the one that allocated it.
 #pragma once
 
 #include <atomic>
@@ -30,33 +33,10 @@
 #include <cstdint>
 
 #include <orvo/core/Export.h>
+#include <orvo/core/ReferenceCount.h>
 #include <orvo/core/SpinLock.h>
 
 namespace orvo {
-
-namespace detail {
-
-// The objects one thread keeps at hand for one pool: a stack linked through
-// the first word of each dead object.
-struct PoolThreadCache {
-  void* top;
-  std::uint32_t count;
-};
-
-constexpr std::uint32_t kCachedPools = 32;
-constexpr std::uint32_t kThreadCacheLimit = 16;
-
-struct PoolThreadCaches {
-  bool exitHookSet;  // The thread's exit hook will give the caches back.
-  PoolThreadCache slots[kCachedPools];
-};
-
-// Zero-initialised and trivially destructible, so that inline code reaches it
-// with one segment-relative load and no guard.
-ORVO_API extern constinit thread_local PoolThreadCaches poolThreadCaches
-    __attribute__((tls_model("initial-exec")));
-
-}  // namespace detail
 
 class ORVO_API ObjectPool {
  public:
@@ -68,30 +48,25 @@ class ORVO_API ObjectPool {
   // Storage for one object of `size` bytes, aligned for any type; null if
   // memory is exhausted.
   void* allocate(std::size_t size) noexcept {
-    if (size == _objectSize) {
-      if (detail::PoolThreadCache* cache = threadCache(); cache && cache->count > 0) {
-        void* object = cache->top;
-        cache->top = *static_cast<void**>(object);
-        --cache->count;
-        return object;
-      }
+    if (size == _objectSize && detail::isSingleThreadedProcess() && _soleCache.count > 0) {
+      void* object = _soleCache.top;
+      _soleCache.top = *static_cast<void**>(object);
+      --_soleCache.count;
+      return object;
     }
-    return allocateShared(size);
+    return allocateWithThreads(size);
   }
 
   // Gives back storage from allocate; null is ignored.
   void release(void* object) noexcept {
-    if (object && sizeOf(object) == _objectSize && detail::poolThreadCaches.exitHookSet &&
-        _state.load(std::memory_order_relaxed) == Running) {
-      // A closing pool frees slabs as they empty, so nothing is kept then.
-      if (detail::PoolThreadCache* cache = threadCache(); cache && cache->count < detail::kThreadCacheLimit) {
-        *static_cast<void**>(object) = cache->top;
-        cache->top = object;
-        ++cache->count;
-        return;
-      }
+    if (object && detail::isSingleThreadedProcess() && sizeOf(object) == _objectSize &&
+        _state.load(std::memory_order_relaxed) == Running && _soleCache.count < kThreadCacheLimit) {
+      *static_cast<void**>(object) = _soleCache.top;
+      _soleCache.top = object;
+      ++_soleCache.count;
+      return;
     }
-    releaseShared(object);
+    releaseWithThreads(object);
   }
 
   // Gives the objects that the calling thread keeps at hand back to the
@@ -128,11 +103,25 @@ class ORVO_API ObjectPool {
   }
   static std::size_t sizeOf(void* object) noexcept { return nodeOf(object)->size; }
 
-  detail::PoolThreadCache* threadCache() const noexcept {
-    const std::uint32_t slot = _cacheSlot.load(std::memory_order_relaxed);
-    return slot ? &detail::poolThreadCaches.slots[slot - 1] : nullptr;
-  }
+  // The objects one thread keeps at hand for this pool: a stack linked
+  // through the first word of each.
+  struct ThreadCache {
+    ObjectPool* pool;  // Null while unused.
+    void* top;
+    std::uint32_t count;
+  };
+  ThreadCache* threadCache() const noexcept;
+  ThreadCache* makeThreadCache() noexcept;
+  ThreadCache* cacheOfThisThread() noexcept;
+  void releaseSoleCache() noexcept;
+  void releaseCache(ThreadCache& cache) noexcept;
+  // The exit hook of a thread's caches.
+  friend void releasePoolCachesOfThread(void* caches) noexcept;
 
+  static constexpr std::uint32_t kThreadCacheLimit = 16;
+
+  void* allocateWithThreads(std::size_t size) noexcept;
+  void releaseWithThreads(void* object) noexcept;
   void* allocateShared(std::size_t size) noexcept;
   void releaseShared(void* object) noexcept;
   void start() noexcept;
@@ -158,8 +147,12 @@ class ORVO_API ObjectPool {
   std::uint32_t _freeTotal = 0;
   std::uint32_t _slabCount = 0;
   std::uint32_t _usedCount = 0;
-  // 1-based index of this pool's thread cache; 0 for none, or not started.
-  std::atomic<std::uint32_t> _cacheSlot{0};
+  // 1-based place of this pool in each thread's caches; 0 until started.
+  std::atomic<std::uint32_t> _cacheIndex{0};
+  // The cache of the process's only thread, which needs no per-thread lookup.
+  // Once a second thread has started, nobody uses it but to empty it, under
+  // the lock.
+  ThreadCache _soleCache{this, nullptr, 0};
 };
 
 }  // namespace orvo

@@ -1,63 +1,90 @@
-// ReferenceCount.h: counting the holders of a shared block.
+// ReferenceCount.h: the count of the holders of a shared object or block.
 //
-// Strings share their blocks by a count that every copy raises and every
-// destruction lowers. Once a second thread may hold a copy, those changes
-// take locked, atomic read-modify-write instructions. Before the process has
-// started a second thread, nobody on another processor can see the count,
-// and on x86-64 one unlocked read-modify-write instruction does: it cannot be
-// split by anything on its own thread, a signal handler included (a plain
-// read followed by a plain write could be). That turns the two locked
-// instructions of a copy into ordinary ones in single-threaded programs, as
-// the C++ runtime does for std::shared_ptr. Starting a thread orders
-// everything before it, so the first change made after the switch to locked
-// counting sees every change made before it.
+// Unknown objects and string blocks count the handles that share them with a
+// ReferenceCount: increment() for each new holder, decrement() for each one
+// that lets go; decrement() answers true to the last one, who frees.
 //
-//   std::atomic<int> holders{1};
-//   detail::countUp(holders);
-//   if (detail::countDown(holders)) free the block;
+//   ReferenceCount holders{1};
+//   holders.increment();
+//   if (holders.decrement()) ... free the block ...
+//
+// Threads: increment, decrement and get may run on any threads at once; the
+// decrement that reaches 0 sees every write that other holders made before
+// their own decrement. While the process has one thread, nobody on another
+// processor can see the count, so it is changed without a locked instruction,
+// as the C++ runtime does for std::shared_ptr. On x86-64 that change is still
+// one read-modify-write instruction, which a signal handler on the same
+// thread cannot split. Starting the second thread orders everything before
+// it, so the first locked change sees every unlocked one.
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 
-#if defined(__GLIBCXX__)
-#include <ext/atomicity.h>
+#if defined(__has_include)
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>  // glibc 2.32 and later
+#define ORVO_HAS_SINGLE_THREADED_FLAG 1
+#endif
 #endif
 
-#if defined(__x86_64__) && defined(__GLIBCXX__) && defined(_GLIBCXX_RELEASE) && _GLIBCXX_RELEASE >= 11 && \
-    (defined(__GNUC__) || defined(__clang__))
-#define ORVO_UNLOCKED_COUNTS 1
+#if defined(ORVO_HAS_SINGLE_THREADED_FLAG) && defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+#define ORVO_UNLOCKED_COUNT 1
 #endif
 
-namespace orvo::detail {
+namespace orvo {
 
-#if defined(ORVO_UNLOCKED_COUNTS)
-// The count's storage, for the single instructions below.
-inline int* countWord(std::atomic<int>& count) noexcept {
-  static_assert(sizeof(std::atomic<int>) == sizeof(int) && std::atomic<int>::is_always_lock_free);
-  return reinterpret_cast<int*>(&count);
+namespace detail {
+
+// True while the process has never run a second thread. Once false, it stays
+// false.
+inline bool isSingleThreadedProcess() noexcept {
+#if defined(ORVO_HAS_SINGLE_THREADED_FLAG)
+  return __libc_single_threaded != 0;
+#else
+  return false;
+#endif
 }
-#endif
 
-inline void countUp(std::atomic<int>& count) noexcept {
-#if defined(ORVO_UNLOCKED_COUNTS)
-  if (__gnu_cxx::__is_single_threaded()) {
-    asm volatile("addl $1, %0" : "+m"(*countWord(count)) : : "memory");
-    return;
+}  // namespace detail
+
+class ReferenceCount {
+ public:
+  constexpr ReferenceCount(std::int32_t initial = 0) noexcept : _word(initial) {}
+  ReferenceCount(const ReferenceCount&) = delete;
+  ReferenceCount& operator=(const ReferenceCount&) = delete;
+
+  void increment() noexcept {
+#if defined(ORVO_UNLOCKED_COUNT)
+    if (detail::isSingleThreadedProcess()) {
+      asm volatile("addl $1, %0" : "+m"(_word));
+      return;
+    }
+#endif
+    shared().fetch_add(1, std::memory_order_relaxed);
   }
-#endif
-  count.fetch_add(1, std::memory_order_relaxed);
-}
 
-// Lowers the count; true when it reached 0 and the caller must free.
-inline bool countDown(std::atomic<int>& count) noexcept {
-#if defined(ORVO_UNLOCKED_COUNTS)
-  if (__gnu_cxx::__is_single_threaded()) {
-    bool reachedZero;
-    asm volatile("subl $1, %0" : "+m"(*countWord(count)), "=@ccz"(reachedZero) : : "memory");
-    return reachedZero;
+  // True when the count reached 0.
+  bool decrement() noexcept {
+#if defined(ORVO_UNLOCKED_COUNT)
+    if (detail::isSingleThreadedProcess()) {
+      bool reachedZero;
+      asm volatile("subl $1, %0" : "+m"(_word), "=@ccz"(reachedZero));
+      return reachedZero;
+    }
+#endif
+    return shared().fetch_sub(1, std::memory_order_acq_rel) == 1;
   }
-#endif
-  return count.fetch_sub(1, std::memory_order_acq_rel) == 1;
-}
 
-}  // namespace orvo::detail
+  std::int32_t get() const noexcept { return shared().load(std::memory_order_acquire); }
+
+ private:
+  std::atomic_ref<std::int32_t> shared() const noexcept { return std::atomic_ref<std::int32_t>(_word); }
+
+  // A plain word, so that the single-threaded path may use plain
+  // instructions on it; every access from more than one thread goes through
+  // std::atomic_ref.
+  alignas(std::atomic_ref<std::int32_t>::required_alignment) mutable std::int32_t _word;
+};
+
+}  // namespace orvo

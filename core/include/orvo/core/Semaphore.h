@@ -7,6 +7,8 @@
 //   THandle<Semaphore> ready = Semaphore::createInstance();
 //   // worker thread:  ready->signal();
 //   // this thread:    if (!ready->wait(1000)) { ... timed out ... }
+//
+// Threads: every operation may be called on any thread at any time.
 #pragma once
 
 #include <condition_variable>

@@ -6,6 +6,10 @@
 //
 //   SharedPtr<Mutex> mutex(new Mutex);
 //   SharedPtr<Mutex> copy = mutex;   // one Mutex, deleted with the last copy
+//
+// Threads: copies of one SharedPtr may be made and dropped on any threads at
+// once, as handles may; one SharedPtr variable that a thread assigns to needs
+// a lock around it. Access to the T itself is the T's own business.
 #pragma once
 
 #include <cstddef>

@@ -10,12 +10,18 @@
 //     SpinGuard guard(tableLock);
 //     ... touch the table ...
 //   }
+//
+// Threads: that is what it is for; a SpinLock may be taken on any thread.
+// While the process has one thread, taking it is a plain read and write, as
+// the C library does for its own mutexes; a signal handler that takes a lock
+// its thread holds spins forever, as it would on any thread.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 
 #include <orvo/core/Export.h>
+#include <orvo/core/ReferenceCount.h>
 
 namespace orvo {
 
@@ -28,7 +34,7 @@ class SpinLock {
   void lock() noexcept {
     // One atomic instruction when the lock is free; otherwise wait on plain
     // reads, so that waiters do not bounce the cache line between cores.
-    while (_word.exchange(1, std::memory_order_acquire) != 0) {
+    while (take() != 0) {
       while (_word.load(std::memory_order_relaxed) != 0) pause();
     }
   }
@@ -43,6 +49,20 @@ class SpinLock {
   bool isLocked() const noexcept { return _word.load(std::memory_order_relaxed) != 0; }
 
  private:
+  // Sets the word and answers what it was.
+  std::uint32_t take() noexcept {
+    if (detail::isSingleThreadedProcess()) {
+      // Nobody else can set it: a plain read and write will do. The fence
+      // keeps the guarded accesses after the write, where a signal handler
+      // on this thread would expect them.
+      const std::uint32_t was = _word.load(std::memory_order_relaxed);
+      _word.store(1, std::memory_order_relaxed);
+      std::atomic_signal_fence(std::memory_order_seq_cst);
+      return was;
+    }
+    return _word.exchange(1, std::memory_order_acquire);
+  }
+
   static void pause() noexcept {
 #if defined(__x86_64__) || defined(__i386__)
     __builtin_ia32_pause();

@@ -61,9 +61,8 @@ class ORVO_API TString {
     int size;
     // Characters, or -1 while not yet computed.
     std::atomic<int> length;
-    // Strings that point at this block; changed only through countUp and
-    // countDown.
-    std::atomic<int> refCount;
+    // Strings that point at this block.
+    ReferenceCount refCount;
     // Guards the lazy computation of `length` on a shared block.
     SpinLock lock;
   };
@@ -192,11 +191,11 @@ class ORVO_API TString {
   StringData* getData() const noexcept {
     return reinterpret_cast<StringData*>(reinterpret_cast<char*>(_buffer) - sizeof(StringData));
   }
-  static void addReference(StringData* data) noexcept { detail::countUp(data->refCount); }
+  static void addReference(StringData* data) noexcept { data->refCount.increment(); }
   static void release(StringData* data) noexcept {
     // The only holder may free without an atomic write: nobody else can
     // reach the block to take a new reference.
-    if (data->refCount.load(std::memory_order_acquire) == 1 || detail::countDown(data->refCount)) {
+    if (data->refCount.get() == 1 || data->refCount.decrement()) {
       data->destroy(data);
     }
   }
@@ -234,7 +233,7 @@ class ORVO_API TString {
     return static_cast<int>(static_cast<unsigned>(getData()->size) / sizeof(T)) - 1;
   }
   bool isShared() const noexcept {
-    return getData()->refCount.load(std::memory_order_acquire) != 1;
+    return getData()->refCount.get() != 1;
   }
   int computeLength() const;
   // Character `index`, or the terminator for an index beyond the text.

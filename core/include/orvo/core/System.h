@@ -25,6 +25,12 @@
 //
 // The loop never waits; a Task that gives the processor back, or sleep(),
 // keeps an idle System from spinning at full speed.
+//
+// Threads: load, shutdown, getState, sleep and waken may be called on any
+// thread, and so may every operation of a Task, while the loop runs: a Task
+// may be started, stopped and changed from any thread, also while another
+// thread stops it. The loop's own operations (start, run, tick, onTick, init,
+// exit) belong to the thread that called start().
 #pragma once
 
 #include <atomic>
@@ -151,7 +157,7 @@ class ORVO_API System::Task : public virtual Unknown {
  private:
   void stopTask();
 
-  SpinLock _lock;  // Guards _status.
+  mutable SpinLock _lock;  // Guards _status.
   THandle<TaskStatus> _status;
 
   friend class System;

@@ -16,15 +16,22 @@
 //   THandle<Job> job = Job::createInstance();   // count 1
 //   THandle<Unknown> any = job.get();            // count 2, same object
 //   if (Job* again = any.dynamicCast<Job>()) { ... }
+//
+// Threads: handles on one object may be made, copied and dropped on any
+// threads at once; the count is atomic (see ReferenceCount.h). One THandle
+// variable is a plain pointer, though: threads that assign to the same
+// handle, or read it while another assigns, need a lock around it.
 #pragma once
 
 #include <atomic>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
 #include <utility>
 
 #include <orvo/core/Export.h>
+#include <orvo/core/ReferenceCount.h>
 
 namespace orvo {
 
@@ -48,7 +55,7 @@ class ORVO_API Unknown {
 
   // The number of handles on the object, for diagnostics.
   unsigned int getReferenceCount() const noexcept {
-    return referenceCount.load(std::memory_order_relaxed);
+    return static_cast<unsigned int>(referenceCount.get());
   }
 
   // A hash of the class name, computed on first use and cached. Never 0.
@@ -62,13 +69,13 @@ class ORVO_API Unknown {
   virtual ~Unknown();
 
  private:
-  void addRef() const noexcept { referenceCount.fetch_add(1, std::memory_order_relaxed); }
+  void addRef() const noexcept { referenceCount.increment(); }
 
   void release() const noexcept {
-    if (referenceCount.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+    if (referenceCount.decrement()) delete this;
   }
 
-  mutable std::atomic<std::uint32_t> referenceCount{0};
+  mutable ReferenceCount referenceCount{0};
   mutable std::atomic<std::uint32_t> classId{0};
 };
 
@@ -152,5 +159,20 @@ class Unknown::THandle {
 
 template <class T>
 using THandle = Unknown::THandle<T>;
+
+// The stream form of an Unknown is empty: these read and write nothing. A
+// derived class's form is its base's form followed by its own fields, and
+// this is where that chain ends.
+template <class TyIs>
+  requires std::derived_from<TyIs, InputStream>
+TyIs& operator>>(TyIs& is, Unknown&) noexcept {
+  return is;
+}
+
+template <class TyOs>
+  requires std::derived_from<TyOs, OutputStream>
+TyOs& operator<<(TyOs& os, const Unknown&) noexcept {
+  return os;
+}
 
 }  // namespace orvo
