@@ -329,16 +329,9 @@ int TString<T>::compare(const T* text) const {
 }
 
 template <class T>
-int TString<T>::compare(const TString& other) const {
+int TString<T>::compareBlocks(const TString& other) const {
   if constexpr (kWide<T>) {
     if (other._buffer == _buffer) return 0;
-    // Where the shorter side's length shows no zero unit inside its block,
-    // its terminator ends the comparison: one wmemcmp, with no search for
-    // the terminator.
-    const TString& shorter = unitCount() <= other.unitCount() ? *this : other;
-    if (shorter.getData()->length.load(std::memory_order_relaxed) == shorter.unitCount()) {
-      return signOf(std::wmemcmp(_buffer, other._buffer, static_cast<std::size_t>(shorter.unitCount()) + 1));
-    }
     return signOf(std::wcscmp(_buffer, other._buffer));
   } else {
     return compare(other._buffer);

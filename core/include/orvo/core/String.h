@@ -35,7 +35,10 @@
 
 #include <atomic>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
+#include <cwchar>
+#include <type_traits>
 #include <utility>
 
 #include <orvo/core/Export.h>
@@ -115,7 +118,20 @@ class ORVO_API TString {
   // U+D7FF and U+E000 (as their surrogates would). Values that are no code
   // point at all compare as the C library's wcscmp compares them (signed).
   int compare(const T* text) const;
-  int compare(const TString& other) const;
+  int compare(const TString& other) const {
+    if constexpr (std::is_same_v<T, wchar_t>) {
+      // Wide text whose length is known has no zero unit inside: one wmemcmp
+      // over the shorter text and its terminator decides, as std::wstring
+      // compares. Inline, so that the common case costs no call of its own.
+      const StringData* shorter = getData()->size <= other.getData()->size ? getData() : other.getData();
+      const int units = static_cast<int>(static_cast<unsigned>(shorter->size) / sizeof(T)) - 1;
+      if (shorter->length.load(std::memory_order_relaxed) == units) {
+        const int difference = std::wmemcmp(_buffer, other._buffer, static_cast<std::size_t>(units) + 1);
+        return (difference > 0) - (difference < 0);
+      }
+    }
+    return compareBlocks(other);
+  }
   // As compare, with the ASCII letters A to Z taken as a to z.
   int compareNoCase(const T* text) const;
 
@@ -236,6 +252,8 @@ class ORVO_API TString {
     return getData()->refCount.get() != 1;
   }
   int computeLength() const;
+  // compare for blocks whose length is not known yet, and for 8-bit text.
+  int compareBlocks(const TString& other) const;
   // Character `index`, or the terminator for an index beyond the text.
   const T* characterAt(int index) const;
   void fork();
