@@ -84,12 +84,12 @@ TEST(WideFormat, BoundsEveryTextItFollowsAndGivesUpOnTheRest) {
       boundAndLength(L"%s", wide.c_str()), boundAndLength(L"%S", narrow.c_str()), boundAndLength(L"%.5s", L"abcdefg"),
       boundAndLength(L"%.*S", 3, narrow.c_str()), boundAndLength(L"%*s", 400, L"x"), boundAndLength(L"%-*s", -20, L"y"),
       boundAndLength(L"%ls%hs%s", L"l", "h", none), boundAndLength(L"%c%C%lc%hc%5c", L'w', 'n', L'l', 'h', L'x'),
-      boundAndLength(L"%p|%20p|%%|%.0s", &wide, nullptr, L"z"), boundAndLength(L"%f", 1e308),
+      boundAndLength(L"%p|%20p|%%|%.0s", &wide, nullptr, L"z"), boundAndLength(L"%f", -DBL_MAX),
       boundAndLength(L"%.0f", 9.99), boundAndLength(L"%#.0f", -0.5), boundAndLength(L"%'f", -123456789.0),
       boundAndLength(L"%.*f", 40, -1e-300), boundAndLength(L"%e", 5e-324), boundAndLength(L"%.0E", 9.5),
       boundAndLength(L"%g", -1e300), boundAndLength(L"%#.17G", 1e-5), boundAndLength(L"%a", -DBL_MAX),
-      boundAndLength(L"%.100000f", 1.0), boundAndLength(L"%Lf", LDBL_MAX), boundAndLength(L"%Le", -LDBL_MIN),
-      boundAndLength(L"%f|%F|%lf", HUGE_VAL, -NAN, 0.0), boundAndLength(L"%*.*f", -60, 3, 99.9999)};
+      boundAndLength(L"%.100000f", 1.0), boundAndLength(L"%Lf", -LDBL_MAX), boundAndLength(L"%Le", -LDBL_MIN),
+      boundAndLength(L"%F", -NAN), boundAndLength(L"%+f|%lf", HUGE_VAL, 0.0), boundAndLength(L"%*.*f", -60, 3, 99.9999)};
   for (const auto& [bound, length] : followed) {
     EXPECT_GE(bound, length);
     EXPECT_LE(bound, 2 * length + 64);  // Room for the text, not a guess.
