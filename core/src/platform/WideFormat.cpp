@@ -182,23 +182,23 @@ class LengthBound {
   }
 
   long long valueBound(wchar_t conversion, bool sized, Size size, long long precision, int grouping) {
+    // The translation leaves %c and %s bare or with l; anything else is refused.
+    const bool text = conversion == L'c' || conversion == L's';
+    if (text && sized && size != Size::Long) return -1;
     switch (conversion) {
       case L'd': case L'i': case L'u': case L'o': case L'x': case L'X':
         // 22 octal digits hold 64 bits; sign and prefix take at most 3.
         return takeInteger(size) ? std::max(precision, 22LL) * grouping + 3 : -1;
       case L'c':
-        if (!sized) {
-          va_arg(_args, int);
-        } else if (size == Size::Long) {
+        if (sized) {
           va_arg(_args, std::wint_t);
         } else {
-          return -1;
+          va_arg(_args, int);
         }
         return 1;
       case L's':
-        if (!sized) return narrowLength(va_arg(_args, const char*), precision);
-        if (size == Size::Long) return wideLength(va_arg(_args, const wchar_t*), precision);
-        return -1;
+        if (sized) return wideLength(va_arg(_args, const wchar_t*), precision);
+        return narrowLength(va_arg(_args, const char*), precision);
       case L'p':
         if (sized) return -1;
         va_arg(_args, void*);

@@ -78,7 +78,7 @@ TEST(WideFormat, BoundsEveryTextItFollowsAndGivesUpOnTheRest) {
   const wchar_t* none = nullptr;
   const std::pair<int, int> followed[] = {
       boundAndLength(L"%d", INT_MIN), boundAndLength(L"%+.30u", 7u), boundAndLength(L"%#o", ~0u),
-      boundAndLength(L"%#llo", ULLONG_MAX), boundAndLength(L"%I64d", LLONG_MIN), boundAndLength(L"%ld", LONG_MIN),
+      boundAndLength(L"%#llo", ULLONG_MAX), boundAndLength(L"%qd", LLONG_MIN), boundAndLength(L"%ld", LONG_MIN),
       boundAndLength(L"%#lx|%jd|%td", ULONG_MAX, INTMAX_MIN, PTRDIFF_MIN), boundAndLength(L"%hhd|%hd", 300, -3),
       boundAndLength(L"%Iu %I32X", SIZE_MAX, -1), boundAndLength(L"%'d", INT_MAX),
       boundAndLength(L"%s", wide.c_str()), boundAndLength(L"%S", narrow.c_str()), boundAndLength(L"%.5s", L"abcdefg"),
