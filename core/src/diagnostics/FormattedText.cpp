@@ -6,14 +6,24 @@
 
 namespace orvo {
 
+// A bound of the length found first lets the text be formatted once: into
+// the stack when it fits there, else into the heap with room for the bound.
+// Only a format the bound cannot follow, or a text glibc refuses, pays for
+// a failed attempt and a measuring pass.
 FormattedText::FormattedText(const wchar_t* format, va_list args) {
   try {
+    const platform::TranslatedFormat translated(format);
+    va_list walk;
+    va_copy(walk, args);
+    const int bound = platform::boundWide(translated, walk);
+    va_end(walk);
+    const std::size_t room =
+        bound >= static_cast<int>(kStackCharacters) ? static_cast<std::size_t>(bound) + 1 : kStackCharacters;
     va_list attempt;
     va_copy(attempt, args);
-    int length = platform::formatWide(_text.reserve(kStackCharacters), kStackCharacters, format, attempt);
+    int length = platform::formatWide(_text.reserve(room), room, translated, attempt);
     va_end(attempt);
-    // Too long for the stack, or not formattable at all.
-    if (length < 0) length = formatOnHeap(format, args);
+    if (length < 0) length = formatOnHeap(translated, args);
     _formatted = length >= 0;
     // Without memory for a long text or a long format there is no text.
   } catch (const std::bad_alloc&) {}
@@ -21,7 +31,7 @@ FormattedText::FormattedText(const wchar_t* format, va_list args) {
 
 // Measures, then formats into room for exactly the text. -1 if the text
 // cannot be formatted.
-int FormattedText::formatOnHeap(const wchar_t* format, va_list args) {
+int FormattedText::formatOnHeap(const platform::TranslatedFormat& format, va_list args) {
   va_list measuring;
   va_copy(measuring, args);
   const int needed = platform::measureWide(format, measuring);

@@ -2,7 +2,8 @@
 //
 // A text of up to 255 characters is formatted on the stack (1 KiB, so that
 // a thread with a small stack or a signal stack can log); a longer one goes
-// to the heap, whatever its length. Nothing is cut. Make it on the stack, on
+// to the heap, whatever its length, formatted once into room for a bound of
+// its length worked out beforehand. Nothing is cut. Make it on the stack, on
 // the thread that uses it:
 //
 //   FormattedText text(format, args);
@@ -15,6 +16,9 @@
 #include "text/TextScratch.h"
 
 namespace orvo {
+namespace platform {
+class TranslatedFormat;
+}
 
 class FormattedText {
  public:
@@ -28,7 +32,7 @@ class FormattedText {
   const wchar_t* get() const { return _formatted ? _text.data() : nullptr; }
 
  private:
-  int formatOnHeap(const wchar_t* format, va_list args);
+  int formatOnHeap(const platform::TranslatedFormat& format, va_list args);
 
   TextScratch<wchar_t, kStackCharacters> _text;
   bool _formatted = false;

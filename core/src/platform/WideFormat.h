@@ -34,9 +34,18 @@ class TranslatedFormat {
 // terminator included. Returns the length, or -1 if the text does not fit or
 // cannot be formatted; the buffer then holds an empty string.
 int formatWide(wchar_t* buffer, std::size_t capacity, const wchar_t* format, va_list args);
+int formatWide(wchar_t* buffer, std::size_t capacity, const TranslatedFormat& format, va_list args);
 
 // The length that formatWide would produce given room enough, or -1 if the
 // text cannot be formatted at all.
 int measureWide(const wchar_t* format, va_list args);
+int measureWide(const TranslatedFormat& format, va_list args);
+
+// A length the formatted text never exceeds, found by walking the arguments
+// without formatting them, or -1 for a format the walk does not cover
+// (positional arguments, %n, unusual size prefixes, a bound beyond int).
+// It lets a caller format once into room known to be enough: glibc is slow
+// to fail when the room is too small.
+int boundWide(const TranslatedFormat& format, va_list args);
 
 }  // namespace orvo::platform
