@@ -24,7 +24,7 @@ FormattedText::FormattedText(const wchar_t* format, va_list args) {
     int length = platform::formatWide(_text.reserve(room), room, translated, attempt);
     va_end(attempt);
     if (length < 0) length = formatOnHeap(translated, args);
-    _formatted = length >= 0;
+    _length = length < 0 ? -1 : length;
     // Without memory for a long text or a long format there is no text.
   } catch (const std::bad_alloc&) {}
 }

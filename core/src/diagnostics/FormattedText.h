@@ -29,13 +29,15 @@ class FormattedText {
   FormattedText& operator=(const FormattedText&) = delete;
 
   // The text, or null if it could not be formatted or had no room.
-  const wchar_t* get() const { return _formatted ? _text.data() : nullptr; }
+  const wchar_t* get() const { return _length >= 0 ? _text.data() : nullptr; }
+  // Its length in characters, or -1 with no text.
+  int length() const { return _length; }
 
  private:
   int formatOnHeap(const platform::TranslatedFormat& format, va_list args);
 
   TextScratch<wchar_t, kStackCharacters> _text;
-  bool _formatted = false;
+  int _length = -1;
 };
 
 }  // namespace orvo

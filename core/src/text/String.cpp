@@ -13,6 +13,7 @@
 #include <new>
 #include <type_traits>
 
+#include "diagnostics/FormattedText.h"
 #include "text/CharacterStep.h"
 #include "text/CodePageCodec.h"
 #include "platform/WideFormat.h"
@@ -501,22 +502,14 @@ int TString<T>::format(const T* format, ...) {
   int length;
   StringData* data = nullptr;
   if constexpr (kWide<T>) {
-    // Most results fit on the stack; only longer ones are measured first.
-    wchar_t small[512];
-    va_list attempt;
-    va_copy(attempt, args);
-    length = platform::formatWide(small, std::size(small), format, attempt);
-    va_end(attempt);
-    if (length >= 0) {
-      data = newBlock(small, length);
-    } else {
-      va_list measuring;
-      va_copy(measuring, args);
-      length = platform::measureWide(format, measuring);
-      va_end(measuring);
-      if (length >= 0 && (data = allocate(length)) != nullptr) {
-        platform::formatWide(bufferOf(data), static_cast<std::size_t>(length) + 1, format, args);
-      }
+    // Formatted as the log formats: on a small stack buffer, or once in
+    // heap room for the text's bound; then copied into an exact block.
+    const FormattedText text(format, args);
+    length = text.length();
+    if (length == 0) {
+      data = newBlock(nullptr, 0);
+    } else if (length > 0 && (data = allocate(length)) != nullptr) {
+      std::wmemcpy(bufferOf(data), text.get(), static_cast<std::size_t>(length));
     }
   } else {
     const char* narrowFormat = reinterpret_cast<const char*>(format);
