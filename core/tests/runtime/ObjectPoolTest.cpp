@@ -102,19 +102,30 @@ TEST_F(ObjectPoolTest, CloseFreesEmptySlabsAndLaterReleasesFreeTheRest) {
 }
 
 TEST_F(ObjectPoolTest, ThreadsShareThePoolAndGiveTheirCachesBackAtExit) {
-  pool.release(pool.allocate(kSize));  // Cached while the process may have one thread.
+  pool.release(pool.allocate(kSize));  // This thread owns the pool's own cache from here.
+  auto work = [this] {
+    for (int round = 0; round < 200; ++round) {
+      std::vector<void*> objects = allocate(20);
+      for (void* object : objects) pool.release(object);
+    }
+  };
   std::vector<std::thread> threads;
-  for (int t = 0; t < 3; ++t) {
-    threads.emplace_back([this] {
-      for (int round = 0; round < 200; ++round) {
-        std::vector<void*> objects = allocate(20);
-        for (void* object : objects) pool.release(object);
-      }
-    });
-  }
+  for (int t = 0; t < 3; ++t) threads.emplace_back(work);
+  work();  // The owner works on alongside the others.
   for (auto& thread : threads) thread.join();
   pool.releaseThreadCache();
   expectFigures(1, kNodes, 0);
+}
+
+TEST_F(ObjectPoolTest, AnOwnerThreadThatEndsGivesItsCacheBackAndLetsGo) {
+  // The first thread to find the cache unowned takes it; the second may get
+  // the identity of the first, and must not find itself the owner.
+  for (int t = 0; t < 2; ++t) {
+    std::thread([this] {
+      for (void* object : allocate(3)) pool.release(object);
+    }).join();
+    EXPECT_EQ(pool.getUsedCount(), 0u) << "thread " << t;
+  }
 }
 
 }  // namespace
