@@ -119,22 +119,28 @@ void releasePoolCachesOfThread(void* threadCaches) noexcept {
   std::free(caches);
 }
 
-// Any thread but the owner pays the owner's check on top of its lookup, and
-// tries to claim the cache only while it is unowned.
+bool ObjectPool::ownedByThisThread() const noexcept {
+  return _owner.load(std::memory_order_relaxed) == platform::currentThreadIdentity();
+}
+
+// Any thread but the owner pays the owner's check on top of its lookup.
 ObjectPool::ThreadCache* ObjectPool::cacheOfThisThread() noexcept {
-  if (ownsSoleCache()) return &_soleCache;
-  const std::uintptr_t owner = _owner.load(std::memory_order_relaxed);
-  if (owner == 0 && claimSoleCache(platform::currentThreadIdentity())) return &_soleCache;
+  if (ownedByThisThread() || claimSoleCache()) return &_soleCache;
   return threadCache();
 }
 
-// An owner needs its place in the thread's caches, whose exit hook lets go of
-// the cache. The only thread of the process takes it over whoever held it
-// (a process forked from another thread), and uses it even without a place.
-bool ObjectPool::claimSoleCache(std::uintptr_t self) noexcept {
-  if (_state.load(std::memory_order_acquire) != Running) return false;
+// A thread claims the cache while it is unowned; the only thread of the
+// process takes it over whoever held it (a process forked from another
+// thread), and uses it even without a place in the thread caches. Any other
+// owner needs that place, whose exit hook lets go of the cache.
+bool ObjectPool::claimSoleCache() noexcept {
   const bool sole = detail::isSingleThreadedProcess();
+  if ((!sole && _owner.load(std::memory_order_relaxed) != 0) ||
+      _state.load(std::memory_order_acquire) != Running) {
+    return false;
+  }
   if (!makeThreadCache()) return sole;
+  const std::uintptr_t self = platform::currentThreadIdentity();
   if (sole) {
     _owner.store(self, std::memory_order_relaxed);
     return true;
@@ -177,10 +183,6 @@ void putInto(Cache& cache, void* object) noexcept {
 
 // The owner's paths once the process has more than one thread: one load and
 // a compare more than the sole thread's, and no call but the one that leaves.
-bool ObjectPool::ownedByThisThread() const noexcept {
-  return _owner.load(std::memory_order_relaxed) == platform::currentThreadIdentity();
-}
-
 void* ObjectPool::allocateWithThreads(std::size_t size) noexcept {
   if (size == _objectSize && ownedByThisThread() && _soleCache.count > 0) return takeFrom(_soleCache);
   return allocateFromThreadCache(size);
@@ -198,6 +200,9 @@ void ObjectPool::releaseWithThreads(void* object) noexcept {
 // The paths of other threads, and of the sole thread when its cache is empty
 // or full.
 [[gnu::noinline]] void* ObjectPool::allocateFromThreadCache(std::size_t size) noexcept {
+  // Started first, so that the first allocation on the only thread makes it
+  // the owner.
+  if (_state.load(std::memory_order_acquire) == NotStarted) start();
   if (size == _objectSize) {
     if (ThreadCache* cache = cacheOfThisThread(); cache && cache->count > 0) return takeFrom(*cache);
   }
@@ -218,7 +223,6 @@ void ObjectPool::releaseWithThreads(void* object) noexcept {
 }
 
 [[gnu::noinline]] void* ObjectPool::allocateShared(std::size_t size) noexcept {
-  if (_state.load(std::memory_order_acquire) == NotStarted) start();
   if (size != _objectSize) return allocateOversized(size);
 
   Node* node = takeFreeNode();

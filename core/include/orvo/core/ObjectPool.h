@@ -113,7 +113,7 @@ class ORVO_API ObjectPool {
   ThreadCache* threadCache() const noexcept;
   ThreadCache* makeThreadCache() noexcept;
   ThreadCache* cacheOfThisThread() noexcept;
-  bool claimSoleCache(std::uintptr_t self) noexcept;
+  bool claimSoleCache() noexcept;
   bool ownedByThisThread() const noexcept;
   bool ownsSoleCache() const noexcept;
   void letGoOfSoleCache() noexcept;
