@@ -4,6 +4,7 @@
 // with several.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <set>
@@ -126,6 +127,24 @@ TEST_F(ObjectPoolTest, AnOwnerThreadThatEndsGivesItsCacheBackAndLetsGo) {
     }).join();
     EXPECT_EQ(pool.getUsedCount(), 0u) << "thread " << t;
   }
+}
+
+TEST_F(ObjectPoolTest, TheCachePassesOnWhenItsOwnerEndsWhileAnotherThreadWorks) {
+  std::atomic<bool> ownerEnding{false};
+  auto cycle = [this] {
+    for (void* object : allocate(3)) pool.release(object);
+  };
+  std::thread owner([&] {
+    cycle();  // The first thread of the pool claims its cache.
+    ownerEnding = true;
+  });
+  std::thread other([&] {
+    while (!ownerEnding) std::this_thread::yield();
+    for (int round = 0; round < 2000; ++round) cycle();  // TSan sees an unordered hand-over.
+  });
+  owner.join();
+  other.join();
+  EXPECT_EQ(pool.getUsedCount(), 0u);
 }
 
 }  // namespace
