@@ -5,6 +5,7 @@
 #include <new>
 
 #include "platform/Process.h"
+#include "platform/ThreadIdentity.h"
 #include "platform/ThreadSlot.h"
 
 namespace orvo {
@@ -110,61 +111,111 @@ void releasePoolCachesOfThread(void* threadCaches) noexcept {
   auto* caches = static_cast<ThreadCaches*>(threadCaches);
   auto* entries = static_cast<ThreadCache*>(caches->entries);
   for (std::uint32_t i = 0; i < caches->capacity; ++i) {
-    if (entries[i].pool) entries[i].pool->releaseCache(entries[i]);
+    if (!entries[i].pool) continue;
+    entries[i].pool->releaseCache(entries[i]);
+    entries[i].pool->letGoOfSoleCache();
   }
   std::free(entries);
   std::free(caches);
 }
 
-ObjectPool::ThreadCache* ObjectPool::cacheOfThisThread() noexcept {
-  return detail::isSingleThreadedProcess() ? &_soleCache : threadCache();
+bool ObjectPool::ownedByThisThread() const noexcept {
+  return _owner.load(std::memory_order_relaxed) == platform::currentThreadIdentity();
 }
 
-// The sole thread's cache outlives the start of a second thread; the first
-// trip to the lists after that gives its objects back.
-[[gnu::noinline]] void ObjectPool::releaseSoleCache() noexcept {
-  if (detail::isSingleThreadedProcess() ||
-      std::atomic_ref<std::uint32_t>(_soleCache.count).load(std::memory_order_relaxed) == 0) {
+// Any thread but the owner pays the owner's check on top of its lookup.
+ObjectPool::ThreadCache* ObjectPool::cacheOfThisThread() noexcept {
+  if (ownedByThisThread() || claimSoleCache()) return &_soleCache;
+  return threadCache();
+}
+
+// A thread claims the cache while it is unowned; the only thread of the
+// process takes it over whoever held it (a process forked from another
+// thread), and uses it even without a place in the thread caches. Any other
+// owner needs that place, whose exit hook lets go of the cache.
+bool ObjectPool::claimSoleCache() noexcept {
+  const bool sole = detail::isSingleThreadedProcess();
+  if ((!sole && _owner.load(std::memory_order_relaxed) != 0) ||
+      _state.load(std::memory_order_acquire) != Running) {
+    return false;
+  }
+  if (!makeThreadCache()) return sole;
+  const std::uintptr_t self = platform::currentThreadIdentity();
+  if (sole) {
+    _owner.store(self, std::memory_order_relaxed);
+    return true;
+  }
+  std::uintptr_t unowned = 0;
+  // Acquire: what the last owner left in the cache before letting go.
+  return _owner.compare_exchange_strong(unowned, self, std::memory_order_acquire, std::memory_order_relaxed);
+}
+
+bool ObjectPool::ownsSoleCache() const noexcept {
+  return detail::isSingleThreadedProcess() || ownedByThisThread();
+}
+
+// Runs on a thread that ends: a later thread may get the same identity.
+void ObjectPool::letGoOfSoleCache() noexcept {
+  if (!ownedByThisThread()) return;
+  releaseCache(_soleCache);
+  _owner.store(0, std::memory_order_release);
+}
+
+namespace {
+
+// A cache's objects form a stack linked through the first word of each.
+template <class Cache>
+void* takeFrom(Cache& cache) noexcept {
+  void* object = cache.top;
+  cache.top = *static_cast<void**>(object);
+  --cache.count;
+  return object;
+}
+
+template <class Cache>
+void putInto(Cache& cache, void* object) noexcept {
+  *static_cast<void**>(object) = cache.top;
+  cache.top = object;
+  ++cache.count;
+}
+
+}  // namespace
+
+// The owner's paths once the process has more than one thread: one load and
+// a compare more than the sole thread's, and no call but the one that leaves.
+void* ObjectPool::allocateWithThreads(std::size_t size) noexcept {
+  if (size == _objectSize && ownedByThisThread() && _soleCache.count > 0) return takeFrom(_soleCache);
+  return allocateFromThreadCache(size);
+}
+
+void ObjectPool::releaseWithThreads(void* object) noexcept {
+  if (object && sizeOf(object) == _objectSize && ownedByThisThread() &&
+      _state.load(std::memory_order_relaxed) == Running && _soleCache.count < kThreadCacheLimit) {
+    putInto(_soleCache, object);
     return;
   }
-  void* top;
-  {
-    SpinGuard guard(_lock);
-    top = _soleCache.top;
-    _soleCache.top = nullptr;
-    std::atomic_ref<std::uint32_t>(_soleCache.count).store(0, std::memory_order_relaxed);
-  }
-  while (top) {
-    void* object = top;
-    top = *static_cast<void**>(object);
-    releaseToLists(nodeOf(object));
-  }
+  releaseToThreadCache(object);
 }
 
-// The paths of a process with more than one thread, and of the sole thread
-// when its cache is empty or full. They stay small, with the slow ones out of
-// line, so that a call costs no more than a few loads and stores.
-void* ObjectPool::allocateWithThreads(std::size_t size) noexcept {
+// The paths of other threads, and of the sole thread when its cache is empty
+// or full.
+[[gnu::noinline]] void* ObjectPool::allocateFromThreadCache(std::size_t size) noexcept {
+  // Started first, so that the first allocation on the only thread makes it
+  // the owner.
+  if (_state.load(std::memory_order_acquire) == NotStarted) start();
   if (size == _objectSize) {
-    if (ThreadCache* cache = cacheOfThisThread(); cache && cache->count > 0) {
-      void* object = cache->top;
-      cache->top = *static_cast<void**>(object);
-      --cache->count;
-      return object;
-    }
+    if (ThreadCache* cache = cacheOfThisThread(); cache && cache->count > 0) return takeFrom(*cache);
   }
   return allocateShared(size);
 }
 
-void ObjectPool::releaseWithThreads(void* object) noexcept {
+[[gnu::noinline]] void ObjectPool::releaseToThreadCache(void* object) noexcept {
   // A closing pool frees slabs as they empty, so nothing is kept then.
   if (object && sizeOf(object) == _objectSize && _state.load(std::memory_order_relaxed) == Running) {
     ThreadCache* cache = cacheOfThisThread();
     if (!cache) cache = makeThreadCache();
     if (cache && cache->count < kThreadCacheLimit) {
-      *static_cast<void**>(object) = cache->top;
-      cache->top = object;
-      ++cache->count;
+      putInto(*cache, object);
       return;
     }
   }
@@ -172,8 +223,6 @@ void ObjectPool::releaseWithThreads(void* object) noexcept {
 }
 
 [[gnu::noinline]] void* ObjectPool::allocateShared(std::size_t size) noexcept {
-  if (_state.load(std::memory_order_acquire) == NotStarted) start();
-  releaseSoleCache();
   if (size != _objectSize) return allocateOversized(size);
 
   Node* node = takeFreeNode();
@@ -259,17 +308,12 @@ void ObjectPool::releaseOversized(Node* node) noexcept {
 }
 
 void ObjectPool::releaseThreadCache() noexcept {
-  if (ThreadCache* cache = cacheOfThisThread()) releaseCache(*cache);
-  releaseSoleCache();
+  if (ThreadCache* cache = threadCache()) releaseCache(*cache);
+  if (ownsSoleCache()) releaseCache(_soleCache);
 }
 
 void ObjectPool::releaseCache(ThreadCache& cache) noexcept {
-  while (cache.count > 0) {
-    void* object = cache.top;
-    cache.top = *static_cast<void**>(object);
-    --cache.count;
-    releaseToLists(nodeOf(object));
-  }
+  while (cache.count > 0) releaseToLists(nodeOf(takeFrom(cache)));
 }
 
 void ObjectPool::releaseToLists(Node* node) noexcept {

@@ -4,6 +4,7 @@
 // with several.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <set>
@@ -102,19 +103,48 @@ TEST_F(ObjectPoolTest, CloseFreesEmptySlabsAndLaterReleasesFreeTheRest) {
 }
 
 TEST_F(ObjectPoolTest, ThreadsShareThePoolAndGiveTheirCachesBackAtExit) {
-  pool.release(pool.allocate(kSize));  // Cached while the process may have one thread.
+  pool.release(pool.allocate(kSize));  // This thread owns the pool's own cache from here.
+  auto work = [this] {
+    for (int round = 0; round < 200; ++round) {
+      std::vector<void*> objects = allocate(20);
+      for (void* object : objects) pool.release(object);
+    }
+  };
   std::vector<std::thread> threads;
-  for (int t = 0; t < 3; ++t) {
-    threads.emplace_back([this] {
-      for (int round = 0; round < 200; ++round) {
-        std::vector<void*> objects = allocate(20);
-        for (void* object : objects) pool.release(object);
-      }
-    });
-  }
+  for (int t = 0; t < 3; ++t) threads.emplace_back(work);
+  work();  // The owner works on alongside the others.
   for (auto& thread : threads) thread.join();
   pool.releaseThreadCache();
   expectFigures(1, kNodes, 0);
+}
+
+TEST_F(ObjectPoolTest, AnOwnerThreadThatEndsGivesItsCacheBackAndLetsGo) {
+  // The first thread to find the cache unowned takes it; the second may get
+  // the identity of the first, and must not find itself the owner.
+  for (int t = 0; t < 2; ++t) {
+    std::thread([this] {
+      for (void* object : allocate(3)) pool.release(object);
+    }).join();
+    EXPECT_EQ(pool.getUsedCount(), 0u) << "thread " << t;
+  }
+}
+
+TEST_F(ObjectPoolTest, TheCachePassesOnWhenItsOwnerEndsWhileAnotherThreadWorks) {
+  std::atomic<bool> ownerEnding{false};
+  auto cycle = [this] {
+    for (void* object : allocate(3)) pool.release(object);
+  };
+  std::thread owner([&] {
+    cycle();  // The first thread of the pool claims its cache.
+    ownerEnding = true;
+  });
+  std::thread other([&] {
+    while (!ownerEnding) std::this_thread::yield();
+    for (int round = 0; round < 2000; ++round) cycle();  // TSan sees an unordered hand-over.
+  });
+  owner.join();
+  other.join();
+  EXPECT_EQ(pool.getUsedCount(), 0u);
 }
 
 }  // namespace

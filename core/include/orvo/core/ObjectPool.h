@@ -113,7 +113,10 @@ class ORVO_API ObjectPool {
   ThreadCache* threadCache() const noexcept;
   ThreadCache* makeThreadCache() noexcept;
   ThreadCache* cacheOfThisThread() noexcept;
-  void releaseSoleCache() noexcept;
+  bool claimSoleCache() noexcept;
+  bool ownedByThisThread() const noexcept;
+  bool ownsSoleCache() const noexcept;
+  void letGoOfSoleCache() noexcept;
   void releaseCache(ThreadCache& cache) noexcept;
   // The exit hook of a thread's caches.
   friend void releasePoolCachesOfThread(void* caches) noexcept;
@@ -122,6 +125,8 @@ class ORVO_API ObjectPool {
 
   void* allocateWithThreads(std::size_t size) noexcept;
   void releaseWithThreads(void* object) noexcept;
+  void* allocateFromThreadCache(std::size_t size) noexcept;
+  void releaseToThreadCache(void* object) noexcept;
   void* allocateShared(std::size_t size) noexcept;
   void releaseShared(void* object) noexcept;
   void start() noexcept;
@@ -149,10 +154,12 @@ class ORVO_API ObjectPool {
   std::uint32_t _usedCount = 0;
   // 1-based place of this pool in each thread's caches; 0 until started.
   std::atomic<std::uint32_t> _cacheIndex{0};
-  // The cache of the process's only thread, which needs no per-thread lookup.
-  // Once a second thread has started, nobody uses it but to empty it, under
-  // the lock.
+  // The cache that needs no per-thread lookup. It belongs to the process's
+  // only thread, and once there are more, to the thread named by _owner: the
+  // one that used it last while alone, or the first to find it unowned. An
+  // owner lets go of it before it ends.
   ThreadCache _soleCache{this, nullptr, 0};
+  std::atomic<std::uintptr_t> _owner{0};  // The owner's thread identity; 0 for none.
 };
 
 }  // namespace orvo
