@@ -128,18 +128,16 @@ class Avx2Validator {
   // byte is above 0xDF: ASCII and two-byte sequences only, the common case of
   // Western text. There a byte must be a continuation exactly where the byte
   // before it is a lead, and no lead may be C0 or C1: a few comparisons,
-  // without the table lookups of take. Answers how many of the bytes are
-  // continuations.
-  ORVO_AVX2 std::size_t takeShort(__m256i a, __m256i b, __m256i c, __m256i d) {
+  // without the table lookups of take. `continuations` gains, in its four
+  // 64-bit lanes, how many of the bytes are continuations.
+  ORVO_AVX2 void takeShort(__m256i a, __m256i b, __m256i c, __m256i d, __m256i& continuations) {
     __m256i counts = _mm256_setzero_si256();
     takeShortBlock(a, counts);
     takeShortBlock(b, counts);
     takeShortBlock(c, counts);
     takeShortBlock(d, counts);
     _previousIncomplete = incompleteAtEnd(d);
-    const __m256i sums = _mm256_sad_epu8(counts, _mm256_setzero_si256());
-    const __m128i half = _mm_add_epi64(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
-    return static_cast<std::size_t>(_mm_cvtsi128_si64(half) + _mm_extract_epi64(half, 1));
+    continuations = _mm256_add_epi64(continuations, _mm256_sad_epu8(counts, _mm256_setzero_si256()));
   }
 
   // Whether takeShort may check a group whose largest bytes, position by
@@ -197,6 +195,8 @@ ORVO_AVX2 bool validateAvx2(const unsigned char* text, std::size_t length, std::
   Avx2Validator validator;
   std::size_t count = 0;
   std::size_t i = 0;
+  // Continuations in groups that takeShort checked, summed at the end.
+  __m256i shortCounts = _mm256_setzero_si256();
   auto* blocks = reinterpret_cast<const __m256i*>(text);
   // ASCII is skipped 128 bytes at a time: a test per 32 bytes would go either
   // way in text with an accent every few words, and mispredict.
@@ -212,7 +212,7 @@ ORVO_AVX2 bool validateAvx2(const unsigned char* text, std::size_t length, std::
     }
     // Western text goes this way for long runs, CJK text the other.
     if (validator.allowsShort(highest)) {
-      count += validator.takeShort(a, b, c, d);
+      validator.takeShort(a, b, c, d, shortCounts);
       continue;
     }
     count += validator.take(a) + validator.take(b) + validator.take(c) + validator.take(d);
@@ -225,7 +225,9 @@ ORVO_AVX2 bool validateAvx2(const unsigned char* text, std::size_t length, std::
     std::memcpy(tail, text + i, length - i);
     count += validator.take(_mm256_load_si256(reinterpret_cast<const __m256i*>(tail)));
   }
-  continuations = count;
+  const __m128i half =
+      _mm_add_epi64(_mm256_castsi256_si128(shortCounts), _mm256_extracti128_si256(shortCounts, 1));
+  continuations = count + static_cast<std::size_t>(_mm_cvtsi128_si64(half) + _mm_extract_epi64(half, 1));
   return validator.finish();
 }
 
@@ -327,33 +329,59 @@ ORVO_AVX2_INLINE __m128i shuffleRow(const LaneShuffles& table, unsigned mask) {
   return _mm_loadu_si128(reinterpret_cast<const __m128i*>(table.rows[mask]));
 }
 
-// Decodes 16 bytes of ASCII and two-byte characters, reading one byte more.
-// Continuation bytes are dropped: that of a character whose lead is the last
-// byte before belongs to it. Answers the characters written; up to 16 more
-// units may be overwritten.
-ORVO_AVX2_INLINE std::size_t decodeShortCharacters16(const unsigned char* p, wchar_t* out) {
-  const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-  const __m256i values = _mm256_cvtepu8_epi16(bytes);
-  const __m256i next = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 1)));
-  // Every byte decoded as if it began a character: itself, or with the byte
-  // behind it if it is a lead.
-  const __m256i isLead = _mm256_cmpgt_epi16(values, _mm256_set1_epi16(0xBF));
-  const __m256i pair = _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(values, _mm256_set1_epi16(0x1F)), 6),
-                                       _mm256_and_si256(next, _mm256_set1_epi16(0x3F)));
-  const __m256i codes = _mm256_blendv_epi8(values, pair, isLead);
-  const auto continuations = static_cast<unsigned>(
-      _mm_movemask_epi8(_mm_cmpgt_epi8(_mm_set1_epi8(-64), bytes)));  // 0x80..0xBF
-  const unsigned keep = ~continuations & 0xFFFF;
-  const unsigned keepLow = keep & 0xFF, keepHigh = keep >> 8;
-  const __m256i gather = _mm256_inserti128_si256(_mm256_castsi128_si256(shuffleRow(kValueGather, keepLow)),
-                                                 shuffleRow(kValueGather, keepHigh), 1);
-  const __m256i kept = _mm256_shuffle_epi8(codes, gather);
-  const auto lowCount = static_cast<std::size_t>(__builtin_popcount(keepLow));
-  _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_cvtepu16_epi32(_mm256_castsi256_si128(kept)));
-  _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + lowCount),
-                      _mm256_cvtepu16_epi32(_mm256_extracti128_si256(kept, 1)));
-  return lowCount + static_cast<std::size_t>(__builtin_popcount(keepHigh));
-}
+// Decodes ASCII and two-byte characters, 32 bytes at a time. The constants
+// live in the object, so that a loop loads them once.
+class ShortCharacterDecoder {
+ public:
+  ORVO_AVX2_INLINE ShortCharacterDecoder()
+      : _lastContinuation(_mm256_set1_epi16(0xBF)),
+        _low5(_mm256_set1_epi16(0x1F)),
+        _low6(_mm256_set1_epi16(0x3F)),
+        _firstLead(_mm256_set1_epi8(-64)) {
+    // The compiler would otherwise build the constants anew in every round
+    // of a loop.
+    asm("" : "+x"(_lastContinuation), "+x"(_low5), "+x"(_low6), "+x"(_firstLead));
+  }
+
+  // Decodes the 32 bytes `block` at `p`, reading one byte more.
+  // Continuation bytes are dropped: that of a character whose lead is the
+  // last byte before belongs to it. Answers the characters written; up to
+  // 32 more units may be overwritten.
+  ORVO_AVX2_INLINE std::size_t decode32(const unsigned char* p, __m256i block, wchar_t* out) const {
+    // Signed, continuations 0x80..0xBF are the bytes below -64.
+    const auto keep = ~static_cast<unsigned>(_mm256_movemask_epi8(_mm256_cmpgt_epi8(_firstLead, block)));
+    const std::size_t low = decode16(p, keep & 0xFFFF, out);
+    return low + decode16(p + 16, keep >> 16, out + low);
+  }
+
+ private:
+  // The same for 16 bytes, of which those with a bit in `keep` begin a
+  // character.
+  ORVO_AVX2_INLINE std::size_t decode16(const unsigned char* p, unsigned keep, wchar_t* out) const {
+    const __m256i values = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+    const __m256i next = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 1)));
+    // Every byte decoded as if it began a character: itself, or with the
+    // byte behind it if it is a lead.
+    const __m256i isLead = _mm256_cmpgt_epi16(values, _lastContinuation);
+    const __m256i pair = _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(values, _low5), 6),
+                                         _mm256_and_si256(next, _low6));
+    const __m256i codes = _mm256_blendv_epi8(values, pair, isLead);
+    const unsigned keepLow = keep & 0xFF, keepHigh = keep >> 8;
+    const __m256i gather = _mm256_inserti128_si256(_mm256_castsi128_si256(shuffleRow(kValueGather, keepLow)),
+                                                   shuffleRow(kValueGather, keepHigh), 1);
+    const __m256i kept = _mm256_shuffle_epi8(codes, gather);
+    const auto lowCount = static_cast<std::size_t>(__builtin_popcount(keepLow));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_cvtepu16_epi32(_mm256_castsi256_si128(kept)));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + lowCount),
+                        _mm256_cvtepu16_epi32(_mm256_extracti128_si256(kept, 1)));
+    return lowCount + static_cast<std::size_t>(__builtin_popcount(keepHigh));
+  }
+
+  __m256i _lastContinuation;
+  __m256i _low5;
+  __m256i _low6;
+  __m256i _firstLead;
+};
 
 // Decodes the three-byte characters at `p` eight at a time if the next eight
 // characters all have three bytes; answers whether it did. Needs 28 bytes to
@@ -391,12 +419,12 @@ ORVO_AVX2 std::size_t decodeWellFormedAvx2(const unsigned char* text, std::size_
   wchar_t* out = target;
   wchar_t* const outEnd = target + units;
   const __m256i highestShort = _mm256_set1_epi8(static_cast<char>(0xDF));
+  const ShortCharacterDecoder shortCharacters;
   while (end - p >= 36 && outEnd - out >= 32) {
     const __m256i block = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
     const __m256i aboveShort = _mm256_subs_epu8(block, highestShort);  // Leads of three bytes or more.
     if (_mm256_testz_si256(aboveShort, aboveShort)) {
-      out += decodeShortCharacters16(p, out);
-      out += decodeShortCharacters16(p + 16, out);
+      out += shortCharacters.decode32(p, block, out);
       p += 32;
       continue;
     }
