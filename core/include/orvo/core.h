@@ -1,5 +1,6 @@
 // core.h: every public header of orvo_core in one include. A test fails when
 // a header in orvo/core/ is missing here.
+// Threads: each header says what its classes allow.
 #pragma once
 
 #include <orvo/core/Archive.h>

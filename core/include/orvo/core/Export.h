@@ -3,6 +3,8 @@
 // The library is built with hidden visibility; only declarations that carry
 // ORVO_API are part of its binary interface. Applications include this header
 // through the class headers and never need to use the macro themselves.
+//
+// Threads: macros only; there is nothing here to share.
 #pragma once
 
 #if defined(_WIN32)
