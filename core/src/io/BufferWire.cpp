@@ -7,6 +7,8 @@
 #include <cstring>
 #include <utility>
 
+#include "io/ReadStep.h"
+
 namespace orvo::detail {
 namespace {
 
@@ -20,7 +22,7 @@ bool readGrowing(InputStream& in, std::int32_t size, Buffer& buffer) {
   Buffer arrived;
   while (arrived.getBufferSize() < size) {
     const int have = arrived.getBufferSize();
-    const int step = std::min(size - have, std::max(kFirstStep, have));
+    const int step = nextReadStep(have, static_cast<int>(size), kFirstStep);
     Buffer bigger;
     if (bigger.setBufferSize(have + step) != have + step) break;
     if (have > 0) std::memcpy(bigger.getBuffer(), arrived.getBuffer(), static_cast<std::size_t>(have));

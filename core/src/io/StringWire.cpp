@@ -8,6 +8,7 @@
 #include <climits>
 #include <new>
 
+#include "io/ReadStep.h"
 #include "text/StringBlock.h"
 #include "text/TextScratch.h"
 
@@ -43,7 +44,7 @@ bool noSurrogates(const char16_t* units, int count) {
 // it.
 bool readInSteps(InputStream& is, std::size_t count, Units& units) {
   while (units.size() < count) {
-    const std::size_t step = std::min(count - units.size(), std::max(kFirstReadUnits, units.size()));
+    const std::size_t step = nextReadStep(units.size(), count, kFirstReadUnits);
     const int bytes = static_cast<int>(step * 2);
     if (is.read(units.reserve(step), bytes) != bytes) return false;
     units.commit(step);

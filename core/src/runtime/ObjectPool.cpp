@@ -161,37 +161,17 @@ void ObjectPool::letGoOfSoleCache() noexcept {
   _owner.store(0, std::memory_order_release);
 }
 
-namespace {
-
-// A cache's objects form a stack linked through the first word of each.
-template <class Cache>
-void* takeFrom(Cache& cache) noexcept {
-  void* object = cache.top;
-  cache.top = *static_cast<void**>(object);
-  --cache.count;
-  return object;
-}
-
-template <class Cache>
-void putInto(Cache& cache, void* object) noexcept {
-  *static_cast<void**>(object) = cache.top;
-  cache.top = object;
-  ++cache.count;
-}
-
-}  // namespace
-
 // The owner's paths once the process has more than one thread: one load and
 // a compare more than the sole thread's, and no call but the one that leaves.
 void* ObjectPool::allocateWithThreads(std::size_t size) noexcept {
-  if (size == _objectSize && ownedByThisThread() && _soleCache.count > 0) return takeFrom(_soleCache);
+  if (size == _objectSize && ownedByThisThread() && _soleCache.count > 0) return _soleCache.take();
   return allocateFromThreadCache(size);
 }
 
 void ObjectPool::releaseWithThreads(void* object) noexcept {
   if (object && sizeOf(object) == _objectSize && ownedByThisThread() &&
       _state.load(std::memory_order_relaxed) == Running && _soleCache.count < kThreadCacheLimit) {
-    putInto(_soleCache, object);
+    _soleCache.put(object);
     return;
   }
   releaseToThreadCache(object);
@@ -204,7 +184,7 @@ void ObjectPool::releaseWithThreads(void* object) noexcept {
   // the owner.
   if (_state.load(std::memory_order_acquire) == NotStarted) start();
   if (size == _objectSize) {
-    if (ThreadCache* cache = cacheOfThisThread(); cache && cache->count > 0) return takeFrom(*cache);
+    if (ThreadCache* cache = cacheOfThisThread(); cache && cache->count > 0) return cache->take();
   }
   return allocateShared(size);
 }
@@ -215,7 +195,7 @@ void ObjectPool::releaseWithThreads(void* object) noexcept {
     ThreadCache* cache = cacheOfThisThread();
     if (!cache) cache = makeThreadCache();
     if (cache && cache->count < kThreadCacheLimit) {
-      putInto(*cache, object);
+      cache->put(object);
       return;
     }
   }
@@ -313,7 +293,7 @@ void ObjectPool::releaseThreadCache() noexcept {
 }
 
 void ObjectPool::releaseCache(ThreadCache& cache) noexcept {
-  while (cache.count > 0) releaseToLists(nodeOf(takeFrom(cache)));
+  while (cache.count > 0) releaseToLists(nodeOf(cache.take()));
 }
 
 void ObjectPool::releaseToLists(Node* node) noexcept {

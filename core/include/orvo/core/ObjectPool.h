@@ -48,12 +48,7 @@ class ORVO_API ObjectPool {
   // Storage for one object of `size` bytes, aligned for any type; null if
   // memory is exhausted.
   void* allocate(std::size_t size) noexcept {
-    if (size == _objectSize && detail::isSingleThreadedProcess() && _soleCache.count > 0) {
-      void* object = _soleCache.top;
-      _soleCache.top = *static_cast<void**>(object);
-      --_soleCache.count;
-      return object;
-    }
+    if (size == _objectSize && detail::isSingleThreadedProcess() && _soleCache.count > 0) return _soleCache.take();
     return allocateWithThreads(size);
   }
 
@@ -61,9 +56,7 @@ class ORVO_API ObjectPool {
   void release(void* object) noexcept {
     if (object && detail::isSingleThreadedProcess() && sizeOf(object) == _objectSize &&
         _state.load(std::memory_order_relaxed) == Running && _soleCache.count < kThreadCacheLimit) {
-      *static_cast<void**>(object) = _soleCache.top;
-      _soleCache.top = object;
-      ++_soleCache.count;
+      _soleCache.put(object);
       return;
     }
     releaseWithThreads(object);
@@ -109,6 +102,18 @@ class ORVO_API ObjectPool {
     ObjectPool* pool;  // Null while unused.
     void* top;
     std::uint32_t count;
+
+    void* take() noexcept {
+      void* object = top;
+      top = *static_cast<void**>(object);
+      --count;
+      return object;
+    }
+    void put(void* object) noexcept {
+      *static_cast<void**>(object) = top;
+      top = object;
+      ++count;
+    }
   };
   ThreadCache* threadCache() const noexcept;
   ThreadCache* makeThreadCache() noexcept;

@@ -123,9 +123,9 @@ class ORVO_API TString {
       // Wide text whose length is known has no zero unit inside: one wmemcmp
       // over the shorter text and its terminator decides, as std::wstring
       // compares. Inline, so that the common case costs no call of its own.
-      const StringData* shorter = getData()->size <= other.getData()->size ? getData() : other.getData();
-      const int units = static_cast<int>(static_cast<unsigned>(shorter->size) / sizeof(T)) - 1;
-      if (shorter->length.load(std::memory_order_relaxed) == units) {
+      const TString& shorter = getData()->size <= other.getData()->size ? *this : other;
+      const int units = shorter.unitCount();
+      if (shorter.getData()->length.load(std::memory_order_relaxed) == units) {
         const int difference = std::wmemcmp(_buffer, other._buffer, static_cast<std::size_t>(units) + 1);
         return (difference > 0) - (difference < 0);
       }
