@@ -6,6 +6,7 @@
 #include <orvo/core/Archive.h>
 #include <orvo/core/Buffer.h>
 #include <orvo/core/CallStack.h>
+#include <orvo/core/ClassFactory.h>
 #include <orvo/core/Character.h>
 #include <orvo/core/CodePage.h>
 #include <orvo/core/Console.h>

@@ -1,5 +1,8 @@
 #include <orvo/core/Unknown.h>
 
+#include <orvo/core/ClassFactory.h>
+
+#include "object/ClassFactorySteps.h"
 #include "text/Utf8Codec.h"
 
 namespace orvo {
@@ -36,7 +39,11 @@ Unknown::~Unknown() = default;
 
 const wchar_t* Unknown::getClassName() const { return L"Unknown"; }
 
-Unknown::THandle<Unknown> Unknown::rtCreateInstance() const { return THandle<Unknown>(new Unknown); }
+Unknown::THandle<Unknown> Unknown::rtCreateInstance_() { return THandle<Unknown>(new Unknown); }
+
+Unknown::THandle<Unknown> Unknown::rtCreateInstance() const { return rtCreateInstance_(); }
+
+const bool Unknown::_setUpCreator_ = classfactory::registerLibraryClass(&Unknown::rtCreateInstance_, L"Unknown");
 
 void Unknown::importFrom(InputStream&) {}
 
@@ -49,6 +56,8 @@ unsigned int Unknown::computeClassId(const wchar_t* className) {
   }
   return sum.result();
 }
+
+Unknown::ClassType Unknown::getClassType() const { return ClassType(String(getClassName())); }
 
 unsigned int Unknown::getClassId() const {
   std::uint32_t id = classId.load(std::memory_order_relaxed);

@@ -17,6 +17,9 @@
 //   THandle<Unknown> any = job.get();            // count 2, same object
 //   if (Job* again = any.dynamicCast<Job>()) { ... }
 //
+// Run-time classes (ClassType, RtFactory: creation by class name or id) are
+// declared here and defined in ClassFactory.h, which getClassType needs.
+//
 // Threads: handles on one object may be made, copied and dropped on any
 // threads at once; the count is atomic (see ReferenceCount.h). One THandle
 // variable is a plain pointer, though: threads that assign to the same
@@ -42,6 +45,8 @@ class ORVO_API Unknown {
  public:
   template <class T>
   class THandle;
+  class ClassType;
+  class RtFactory;
 
   Unknown(const Unknown& other) noexcept;
   // Copies nothing: neither the count nor the cached class id of the target
@@ -64,11 +69,20 @@ class ORVO_API Unknown {
   // The class id of a name, as getClassId computes it for an object.
   static unsigned int computeClassId(const wchar_t* className);
 
+  // The class name and id of the object, as a value (ClassFactory.h).
+  ClassType getClassType() const;
+
+  // True once Unknown is registered with the class factory.
+  static const bool _setUpCreator_;
+
  protected:
   Unknown() noexcept = default;
   virtual ~Unknown();
 
  private:
+  // The creator under which Unknown registers itself.
+  static THandle<Unknown> rtCreateInstance_();
+
   void addRef() const noexcept { referenceCount.increment(); }
 
   void release() const noexcept {

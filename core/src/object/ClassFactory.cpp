@@ -1,0 +1,145 @@
+#include <orvo/core/ClassFactory.h>
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+
+#include <orvo/core/Console.h>
+#include <orvo/core/Log.h>
+#include <orvo/core/SpinLock.h>
+
+#include "object/ClassFactorySteps.h"
+#include "platform/Process.h"
+
+namespace orvo {
+namespace {
+
+using Creator = Unknown::RtFactory::Creator;
+using NameTable = std::map<String, Creator>;
+using IdTable = std::map<std::uint32_t, Creator>;
+
+// All constant-initialised, so that any static initialiser of any module may
+// register before this file's own initialisers have run, and never destroyed,
+// so that a lookup after the teardown finds null tables, not freed ones.
+constinit SpinLock factoryLock;
+constinit NameTable* nameTable = nullptr;
+constinit IdTable* idTable = nullptr;
+constinit std::atomic<bool> tablesBuilt{false};
+
+void tearDownStep(void*) { classfactory::tearDown(); }
+
+// The first call builds the tables and enters the teardown in the exit
+// steps; since that is the first registration, the teardown runs after every
+// class's removal.
+void buildTables() {
+  if (tablesBuilt.load(std::memory_order_acquire)) return;
+  SpinGuard guard(factoryLock);
+  if (tablesBuilt.load(std::memory_order_relaxed)) return;
+  nameTable = new NameTable;
+  idTable = new IdTable;
+  tablesBuilt.store(true, std::memory_order_release);
+  platform::atExit(&tearDownStep, nullptr);
+}
+
+// Enters the class made by `creator`, or tells why it cannot. Under the lock.
+void enterClass(const String& name, std::uint32_t id, Creator creator) {
+  const auto byName = nameTable->find(name);
+  const auto byId = idTable->find(id);
+  const bool nameKnown = byName != nameTable->end(), idKnown = byId != idTable->end();
+  if (!nameKnown && !idKnown) {
+    nameTable->emplace(name, creator);
+    idTable->emplace(id, creator);
+  } else if (nameKnown && idKnown && byName->second == creator && byId->second == creator) {
+    // The same creator again: the class is registered already. Another
+    // creator under a registered name (another module's class of that name)
+    // is a conflict and is logged below.
+    Console::setTextAttribute(14);
+    Console::output(L"\nRTTI: (%s) has been setup!", name.getBuffer());
+    Console::setTextAttribute(7);
+  } else if (!nameKnown) {
+    Log::error(L"RTTI: (%s) setup error! ClassId(%d)", name.getBuffer(), static_cast<int>(id));
+  } else {
+    Log::error(L"RTTI: (%s) setup error!", name.getBuffer());
+  }
+}
+
+// Removes the class of that name, and its id entry only if that holds the
+// same creator: a name whose id collides with another class's must not take
+// the other class's entry with it. A null `only` removes whatever creator.
+void removeClass(const wchar_t* className, Creator only) {
+  SpinGuard guard(factoryLock);
+  if (!nameTable || !idTable) return;
+  const auto byName = nameTable->find(String(className));
+  if (byName == nameTable->end()) return;
+  const Creator creator = byName->second;
+  if (only && creator != only) return;
+  nameTable->erase(byName);
+  const auto byId = idTable->find(Unknown::computeClassId(className));
+  if (byId != idTable->end() && byId->second == creator) idTable->erase(byId);
+}
+
+template <class Table, class Key>
+THandle<Unknown> createFrom(Table* const& table, const Key& key) {
+  SpinGuard guard(factoryLock);
+  if (!table) return THandle<Unknown>();
+  const auto entry = table->find(key);
+  return entry == table->end() ? THandle<Unknown>() : entry->second();
+}
+
+}  // namespace
+
+Unknown::ClassType::ClassType(const String& className)
+    : className(className), classId(computeClassId(className.getBuffer())) {}
+
+THandle<Unknown> Unknown::ClassType::createInstance() const { return RtFactory::createClassInstance(className); }
+
+void Unknown::ClassType::setClass(const Unknown* object) {
+  className = object ? String(object->getClassName()) : String();
+  classId = object ? object->getClassId() : 0;
+}
+
+String Unknown::RtFactory::setupCreator(Creator creator) {
+  buildTables();
+  SpinGuard guard(factoryLock);
+  if (!nameTable || !idTable || !creator) return String();
+  // The sample is declared after the guard, so it dies under the lock.
+  const THandle<Unknown> sample = creator();
+  if (!sample) return String();
+  const String name(sample->getClassName());
+  enterClass(name, sample->getClassId(), creator);
+  return name;
+}
+
+void Unknown::RtFactory::unsetupCreator(const wchar_t* className) { removeClass(className, nullptr); }
+
+void Unknown::RtFactory::unsetupCreator(const wchar_t* className, Creator creator) {
+  if (creator) removeClass(className, creator);
+}
+
+THandle<Unknown> Unknown::RtFactory::createClassInstance(unsigned int classId) {
+  return createFrom(idTable, static_cast<std::uint32_t>(classId));
+}
+
+THandle<Unknown> Unknown::RtFactory::createClassInstance(const String& className) {
+  return createFrom(nameTable, className);
+}
+
+namespace classfactory {
+
+bool registerLibraryClass(Creator creator, const wchar_t* className) {
+  Unknown::RtFactory::setupCreator(creator);
+  platform::atExit([](void* name) { Unknown::RtFactory::unsetupCreator(static_cast<const wchar_t*>(name)); },
+                   const_cast<wchar_t*>(className));
+  return true;
+}
+
+void tearDown() {
+  SpinGuard guard(factoryLock);
+  delete nameTable;
+  nameTable = nullptr;
+  delete idTable;
+  idTable = nullptr;
+}
+
+}  // namespace classfactory
+}  // namespace orvo
