@@ -63,19 +63,20 @@ void enterClass(const String& name, std::uint32_t id, Creator creator) {
   }
 }
 
-// Removes the class of that name, and its id entry only if that holds the
-// same creator: a name whose id collides with another class's must not take
-// the other class's entry with it. A null `only` removes whatever creator.
+// Removes the class of that name and its id entry, which holds the same
+// creator: both are entered and removed together. A name that is not
+// entered removes nothing, so that a name whose id collides with another
+// class's does not take the other class's id entry with it. A null `only`
+// removes whatever creator.
 void removeClass(const wchar_t* className, Creator only) {
   SpinGuard guard(factoryLock);
   if (!nameTable || !idTable) return;
   const auto byName = nameTable->find(String(className));
   if (byName == nameTable->end()) return;
-  const Creator creator = byName->second;
-  if (only && creator != only) return;
+  if (only && byName->second != only) return;
   nameTable->erase(byName);
   const auto byId = idTable->find(Unknown::computeClassId(className));
-  if (byId != idTable->end() && byId->second == creator) idTable->erase(byId);
+  if (byId != idTable->end()) idTable->erase(byId);
 }
 
 template <class Table, class Key>
