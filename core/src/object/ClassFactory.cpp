@@ -42,23 +42,23 @@ void buildTables() {
 }
 
 // Enters the class made by `creator`, or tells why it cannot. Under the lock.
+// A known name always has its id entry, with the same creator: both are
+// entered and removed together.
 void enterClass(const String& name, std::uint32_t id, Creator creator) {
   const auto byName = nameTable->find(name);
-  const auto byId = idTable->find(id);
-  const bool nameKnown = byName != nameTable->end(), idKnown = byId != idTable->end();
-  if (!nameKnown && !idKnown) {
-    nameTable->emplace(name, creator);
-    idTable->emplace(id, creator);
-  } else if (nameKnown && idKnown && byName->second == creator && byId->second == creator) {
-    // The same creator again: the class is registered already. Another
-    // creator under a registered name (another module's class of that name)
-    // is a conflict and is logged below.
+  if (byName == nameTable->end()) {
+    if (idTable->count(id) == 0) {
+      nameTable->emplace(name, creator);
+      idTable->emplace(id, creator);
+    } else {
+      Log::error(L"RTTI: (%s) setup error! ClassId(%d)", name.getBuffer(), static_cast<int>(id));
+    }
+  } else if (byName->second == creator) {
     Console::setTextAttribute(14);
     Console::output(L"\nRTTI: (%s) has been setup!", name.getBuffer());
     Console::setTextAttribute(7);
-  } else if (!nameKnown) {
-    Log::error(L"RTTI: (%s) setup error! ClassId(%d)", name.getBuffer(), static_cast<int>(id));
   } else {
+    // Another module's class of the same name.
     Log::error(L"RTTI: (%s) setup error!", name.getBuffer());
   }
 }

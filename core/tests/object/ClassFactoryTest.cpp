@@ -35,14 +35,16 @@ std::wstring byId(const wchar_t* name) { return made(Factory::createClassInstanc
 TEST(ClassFactory, CreatesByNameOrIdAndSilentlyNothingForOtherKeys) {
   LogCollector log;
   CapturedStream out(STDOUT_FILENO);
+  Factory::unsetupCreator(L"Gadget", nullptr);  // Matches no creator: removes nothing.
   for (auto [name, expected] : {std::pair{L"Unknown", L"Unknown"}, {L"Gadget", L"Gadget"}, {L"gadget", L"-"},
                                 {L"Gadget ", L"-"}, {L"", L"-"}}) {
     EXPECT_EQ(byName(name) + byId(name), std::wstring(expected) + expected) << name;
     EXPECT_EQ(made(Unknown::ClassType(String(name)).createInstance()), expected);
   }
   EXPECT_NE(Factory::createClassInstance(String(L"Gadget")).dynamicCast<Gadget>(), nullptr);
+  EXPECT_EQ(made(Factory::createClassInstance(String(L"Gadget"))->rtCreateInstance()), L"Gadget");
   EXPECT_TRUE(Unknown::_setUpCreator_ && Gadget::_setUpCreator_);
-  EXPECT_EQ(Factory::setupCreator(nullptr) + L"", String(L""));
+  EXPECT_EQ(Factory::setupCreator(nullptr), String());
   EXPECT_EQ(out.text() + std::to_string(log.errors.size()), "0");
 }
 
@@ -88,6 +90,7 @@ TEST(ClassType, TakesNameAndIdFromAnObjectOrAName) {
 
 // In a child: the exit steps that follow the teardown must find no tables.
 TEST(ClassFactoryDeathTest, AfterTeardownNothingIsFoundOrRegistered) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // A fresh child, with a profile of its own.
   auto tornDown = [] {
     classfactory::tearDown();
     const bool inert = Factory::setupCreator(Factory::creatorOf<Gadget>()) == String();
