@@ -20,7 +20,9 @@ using IdTable = std::map<std::uint32_t, Creator>;
 
 // All constant-initialised, so that any static initialiser of any module may
 // register before this file's own initialisers have run, and never destroyed,
-// so that a lookup after the teardown finds null tables, not freed ones.
+// so that a lookup after the teardown finds null tables, not freed ones. The
+// two tables are built and freed together under the lock, so one pointer
+// tells whether both exist.
 constinit SpinLock factoryLock;
 constinit NameTable* nameTable = nullptr;
 constinit IdTable* idTable = nullptr;
@@ -70,13 +72,12 @@ void enterClass(const String& name, std::uint32_t id, Creator creator) {
 // removes whatever creator.
 void removeClass(const wchar_t* className, Creator only) {
   SpinGuard guard(factoryLock);
-  if (!nameTable || !idTable) return;
+  if (!nameTable) return;
   const auto byName = nameTable->find(String(className));
   if (byName == nameTable->end()) return;
   if (only && byName->second != only) return;
   nameTable->erase(byName);
-  const auto byId = idTable->find(Unknown::computeClassId(className));
-  if (byId != idTable->end()) idTable->erase(byId);
+  idTable->erase(Unknown::computeClassId(className));
 }
 
 template <class Table, class Key>
@@ -102,7 +103,7 @@ void Unknown::ClassType::setClass(const Unknown* object) {
 String Unknown::RtFactory::setupCreator(Creator creator) {
   buildTables();
   SpinGuard guard(factoryLock);
-  if (!nameTable || !idTable || !creator) return String();
+  if (!nameTable || !creator) return String();
   // The sample is declared after the guard, so it dies under the lock.
   const THandle<Unknown> sample = creator();
   if (!sample) return String();

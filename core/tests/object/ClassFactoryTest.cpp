@@ -45,6 +45,7 @@ TEST(ClassFactory, CreatesByNameOrIdAndSilentlyNothingForOtherKeys) {
   EXPECT_EQ(made(Factory::createClassInstance(String(L"Gadget"))->rtCreateInstance()), L"Gadget");
   EXPECT_TRUE(Unknown::_setUpCreator_ && Gadget::_setUpCreator_);
   EXPECT_EQ(Factory::setupCreator(nullptr), String());
+  EXPECT_EQ(Factory::setupCreator([] { return THandle<Unknown>(); }), String());  // Made nothing to name.
   EXPECT_EQ(out.text() + std::to_string(log.errors.size()), "0");
 }
 
@@ -94,6 +95,7 @@ TEST(ClassFactoryDeathTest, AfterTeardownNothingIsFoundOrRegistered) {
   auto tornDown = [] {
     classfactory::tearDown();
     const bool inert = Factory::setupCreator(Factory::creatorOf<Gadget>()) == String();
+    Factory::unsetupCreator(L"Gadget");
     std::exit(byName(L"Gadget") + byId(L"Unknown") == L"--" && inert ? 0 : 1);
   };
   EXPECT_EXIT(tornDown(), testing::ExitedWithCode(0), "");
