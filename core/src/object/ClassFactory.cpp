@@ -28,8 +28,6 @@ constinit NameTable* nameTable = nullptr;
 constinit IdTable* idTable = nullptr;
 constinit std::atomic<bool> tablesBuilt{false};
 
-void tearDownStep(void*) { classfactory::tearDown(); }
-
 // The first call builds the tables and enters the teardown in the exit
 // steps; since that is the first registration, the teardown runs after every
 // class's removal.
@@ -40,7 +38,7 @@ void buildTables() {
   nameTable = new NameTable;
   idTable = new IdTable;
   tablesBuilt.store(true, std::memory_order_release);
-  platform::atExit(&tearDownStep, nullptr);
+  platform::atExit(&classfactory::tearDown, nullptr);
 }
 
 // Enters the class made by `creator`, or tells why it cannot. Under the lock.
@@ -130,12 +128,13 @@ namespace classfactory {
 
 bool registerLibraryClass(Creator creator, const wchar_t* className) {
   Unknown::RtFactory::setupCreator(creator);
-  platform::atExit([](void* name) { Unknown::RtFactory::unsetupCreator(static_cast<const wchar_t*>(name)); },
-                   const_cast<wchar_t*>(className));
+  platform::atExit(&removeLibraryClass, const_cast<wchar_t*>(className));
   return true;
 }
 
-void tearDown() {
+void removeLibraryClass(void* className) { Unknown::RtFactory::unsetupCreator(static_cast<const wchar_t*>(className)); }
+
+void tearDown(void*) {
   SpinGuard guard(factoryLock);
   delete nameTable;
   nameTable = nullptr;

@@ -77,6 +77,15 @@ TEST(ClassFactory, RepeatsAndConflictsAreReportedAndChangeNoTable) {
   EXPECT_EQ(byName(L"Layer1Input2") + byId(L"Layer1Input2"), L"--");
 }
 
+TEST(ClassFactory, RegistrationHoldsTheClassForItsLifetime) {
+  {
+    const Factory::Registration registration(Factory::creatorOf<Spinner>());
+    EXPECT_TRUE(registration.isSetUp());
+    EXPECT_EQ(byName(L"Spinner") + byId(L"Spinner"), L"SpinnerSpinner");
+  }
+  EXPECT_EQ(byName(L"Spinner") + byId(L"Spinner"), L"--");
+}
+
 TEST(ClassType, TakesNameAndIdFromAnObjectOrAName) {
   const THandle<Unknown> gadget = Factory::createClassInstance(String(L"Gadget"));
   Unknown::ClassType taken, cleared = gadget->getClassType();
@@ -93,10 +102,12 @@ TEST(ClassType, TakesNameAndIdFromAnObjectOrAName) {
 TEST(ClassFactoryDeathTest, AfterTeardownNothingIsFoundOrRegistered) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");  // A fresh child, with a profile of its own.
   auto tornDown = [] {
+    classfactory::removeLibraryClass(const_cast<wchar_t*>(L"Unknown"));
+    const bool removed = byName(L"Unknown") + byId(L"Unknown") == L"--";
     classfactory::tearDown();
     const bool inert = Factory::setupCreator(Factory::creatorOf<Gadget>()) == String();
     Factory::unsetupCreator(L"Gadget");
-    std::exit(byName(L"Gadget") + byId(L"Unknown") == L"--" && inert ? 0 : 1);
+    std::exit(byName(L"Gadget") + byId(L"Gadget") == L"--" && inert && removed ? 0 : 1);
   };
   EXPECT_EXIT(tornDown(), testing::ExitedWithCode(0), "");
 }
