@@ -114,10 +114,7 @@ TEST(ClassFactoryDeathTest, AfterTeardownNothingIsFoundOrRegistered) {
 
 TEST(ClassFactory, ServesSeveralThreadsAtOnce) {
   std::thread registrar([] {
-    for (int i = 0; i < 300; ++i) {
-      Factory::setupCreator(Factory::creatorOf<Spinner>());
-      Factory::unsetupCreator(L"Spinner");
-    }
+    for (int i = 0; i < 300; ++i) const Factory::Registration spinner(Factory::creatorOf<Spinner>());
   });
   for (int i = 0; i < 300; ++i) {
     EXPECT_EQ(byName(L"Gadget"), L"Gadget");
