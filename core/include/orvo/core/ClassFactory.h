@@ -1,5 +1,7 @@
 // ClassFactory.h: run-time classes, so that an object can be created from its
 // class name or class id without the caller knowing its type.
+// Unknown::ClassType and Unknown::RtFactory are nested in Unknown (Unknown.h
+// declares them) and defined here.
 //
 // A class takes part by handing a creator function to Unknown::RtFactory
 // while its module loads. Class ids are not assigned: an id is a hash of the
@@ -33,9 +35,10 @@
 // unloaded code. The library's own classes (Unknown, MemoryStream) register
 // themselves the same way.
 //
-// The factory is built by the first registration and torn down at process
-// exit after every class's removal; after that, lookups give empty handles
-// and registration does nothing.
+// The factory is built by the first registration, from whichever static
+// initialiser of whichever module comes first, and torn down by the library's
+// last exit step, after every class's removal; after that, lookups give empty
+// handles and registration and removal do nothing.
 //
 // Threads: every RtFactory operation may be called from any thread; one
 // SpinLock guards the tables. Creators run under that lock, which is not
