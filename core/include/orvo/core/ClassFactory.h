@@ -36,8 +36,8 @@
 // themselves the same way.
 //
 // The factory is built by the first registration, from whichever static
-// initialiser of whichever module comes first, and torn down by the library's
-// last exit step, after every class's removal; after that, lookups give empty
+// initialiser of whichever module comes first, and torn down by an exit step
+// of the library that runs after every class's removal; then lookups give empty
 // handles and registration and removal do nothing.
 //
 // Threads: every RtFactory operation may be called from any thread; one
