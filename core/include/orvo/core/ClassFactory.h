@@ -32,8 +32,8 @@
 // the class is entered while the module loads and removed again by that
 // object's destructor, which runs when the module is unloaded (dlclose) or the
 // process exits, so that the factory never keeps a creator that points into
-// unloaded code. The library's own classes (Unknown, MemoryStream) register
-// themselves the same way.
+// unloaded code. The library's own classes (Unknown, later MemoryStream)
+// register while the library loads and are removed by its exit steps.
 //
 // The factory is built by the first registration, from whichever static
 // initialiser of whichever module comes first, and torn down by an exit step
