@@ -32,7 +32,7 @@
 // the class is entered while the module loads and removed again by that
 // object's destructor, which runs when the module is unloaded (dlclose) or the
 // process exits, so that the factory never keeps a creator that points into
-// unloaded code. The library's own classes (Unknown, later MemoryStream)
+// unloaded code. The library's own classes (such as Unknown)
 // register while the library loads and are removed by its exit steps.
 //
 // The factory is built by the first registration, from whichever static
