@@ -1,0 +1,3 @@
+#include "object/modules/SingletonService.h"
+
+orvo::SingletonService* clientSeesService() { return orvo::SingletonService::getSingletonPtr(); }
