@@ -2,8 +2,6 @@
 // every value type, over a byte queue whose knobs make it misbehave.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <functional>
 #include <random>
 #include <stdexcept>
 #include <thread>

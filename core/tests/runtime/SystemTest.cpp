@@ -1,14 +1,10 @@
 // The main loop and its Tasks, driven by a clock that the tests set by hand.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <functional>
 #include <tuple>
 #include <thread>
 #include <utility>
 #include <vector>
-
-#include <orvo/core/System.h>
 
 #include "runtime/ScriptedSystem.h"
 

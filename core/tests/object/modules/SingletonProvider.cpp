@@ -1,16 +1,5 @@
 #include "object/modules/SingletonService.h"
 
-namespace orvo {
-template class Singleton<SingletonService>;
-}  // namespace orvo
+template class orvo::Singleton<orvo::SingletonService>;
 
-namespace {
-orvo::SingletonService* service = nullptr;
-}  // namespace
-
-orvo::SingletonService* createService() { return service = new orvo::SingletonService; }
-
-void destroyService() {
-  delete service;
-  service = nullptr;
-}
+orvo::SingletonService* createService() { return new orvo::SingletonService; }

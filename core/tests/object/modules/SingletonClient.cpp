@@ -1,3 +1,0 @@
-#include "object/modules/SingletonService.h"
-
-orvo::SingletonService* clientSeesService() { return orvo::SingletonService::getSingletonPtr(); }
