@@ -1,19 +1,16 @@
 #include "platform/Sleep.h"
 
-#include <errno.h>
-#include <sched.h>
-#include <time.h>
+#include <chrono>
+#include <thread>
 
 namespace orvo::platform {
 
+// sleep_for sleeps on after a signal handler has run; yield is sched_yield.
 void sleepMilliseconds(std::uint32_t ms) {
   if (ms == 0) {
-    sched_yield();
-    return;
-  }
-  timespec remaining{static_cast<time_t>(ms / 1000u), static_cast<long>(ms % 1000u) * 1000000L};
-  // A signal handler cuts nanosleep short; the rest is slept afterwards.
-  while (nanosleep(&remaining, &remaining) != 0 && errno == EINTR) {
+    std::this_thread::yield();
+  } else {
+    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
   }
 }
 

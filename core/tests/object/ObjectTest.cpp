@@ -1,7 +1,6 @@
 // Identified objects, the slot of a singleton class, and callbacks.
 #include <gtest/gtest.h>
 
-#include <cwchar>
 #include <tuple>
 
 #include <orvo/core/Callback.h>
@@ -35,7 +34,8 @@ TEST(ObjectTest, IdsAreNewCopiedByCopiesAndStreamedAsTheirSixteenBytes) {
   device->bytes.push_back(1);
   expectRaise([&] { a.importFrom(stream); }, L"Uuid::operator >>", L"core/include/orvo/core/Uuid");
   EXPECT_EQ(a.getId(), id) << "lost in the import, or changed by the short read";
-  EXPECT_TRUE(!std::wcscmp(a.Object::getClassName(), L"Object") && !std::wcscmp(a.Resource::getClassName(), L"Resource"));
+  EXPECT_STREQ(a.Object::getClassName(), L"Object");
+  EXPECT_STREQ(a.Resource::getClassName(), L"Resource");
 }
 
 // SingletonService comes from a shared object built with hidden visibility,
@@ -53,19 +53,28 @@ TEST(SingletonTest, OneSlotPerClassInTheProcessHoldsTheNewestObjectUntilOneGoes)
   delete provided;
 }
 
-int twice(int value) { return 2 * value; }
-int negated(int value) { return -value; }
+void keep(unsigned int) {}
 
-TEST(CallbackTest, HandlersCallTheirFunctionAndAreEqualWhenTheirIdentitiesAre) {
-  using Handler = CallbackHandler<int, int>;
-  EXPECT_EQ(Handler(negated)(-2147483647), 2147483647);
+// A callback of another kind, whose identity the test chooses.
+class Named : public CallbackBase<void, unsigned int> {
+  void invoke(unsigned int) override {}
+  String getIdentity() override { return L"named"; }
+};
+
+// Calls through handlers, and equality of two handlers around one function
+// or of two different ones, are seen at work in the Tick tests.
+TEST(CallbackTest, HandlersAreEqualWhenTheirIdentitiesAre) {
+  using Handler = CallbackHandler<void, unsigned int>;
+  using Callback = THandle<CallbackBase<void, unsigned int>>;
   String address;
-  address.format(L"%p", reinterpret_cast<void*>(twice));
-  EXPECT_EQ(Handler(twice).getIdentity(), address);
+  address.format(L"%p", reinterpret_cast<void*>(keep));
+  const Handler handler(keep), named(Callback(new Named));
+  EXPECT_TRUE(handler.getIdentity() == address && handler.getIdentity() == address) << "once made, once kept";
   const std::tuple<Handler, Handler, bool> cases[] = {
-      {twice, twice, true}, {twice, negated, false}, {{}, {}, true}, {{}, twice, false}};
+      {{}, {}, true}, {{}, keep, false}, {named, Handler(Callback(new Named)), true}, {named, keep, false}};
   for (const auto& [a, b, equal] : cases) EXPECT_EQ(a == b, equal) << a.getIdentity().getBuffer();
-  EXPECT_STREQ((CallbackFunction<int, int>::createInstance(twice)->getClassName()), L"CallbackFunction");
+  EXPECT_STREQ((CallbackFunction<void, unsigned int>::createInstance(keep)->getClassName()), L"CallbackFunction");
+  EXPECT_STREQ(Callback(new Named)->getClassName(), L"CallbackBase");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <sys/resource.h>
 
+#include <cwchar>
 #include <utility>
 #include <vector>
 
@@ -42,7 +43,9 @@ using TickTest = FakeClockTest;
 // last runs first in each pass and never blocks the loop.
 TEST_F(TickTest, HandlersRunNewestFirstOnceEachWithTheTimeGathered) {
   tick = Tick::createInstance();
-  for (auto function : {handler<1>, handler<3>, handler<2>, handler<1>}) EXPECT_TRUE(tick->installTickHandler(function));
+  for (auto function : {handler<1>, handler<3>, handler<2>, handler<1>}) {
+    EXPECT_TRUE(tick->installTickHandler(function));
+  }
   EXPECT_TRUE(tick->installTickHandler(Tick::Handler(handler<3>)));
   tick->uninstallTickHandler(handler<4>);
   tick->uninstallTickHandler(Tick::Handler(handler<3>));
@@ -65,7 +68,9 @@ TEST_F(TickTest, HandlersRunNewestFirstOnceEachWithTheTimeGathered) {
   EXPECT_EQ(calls, (decltype(calls){{2, 70}, {1, 70}, {2, 70}, {1, 70}, {2, 70}, {1, 70},  //
                                     {0, 70}, {1, 70}, {3, 70}, {0, 70}, {1, 70}}));
   EXPECT_EQ(blocked, 0);
-  EXPECT_EQ(Yield::createInstance()->getYieldTime(), 20u);
+  THandle<Yield> yield = Yield::createInstance();
+  EXPECT_TRUE(yield->getYieldTime() == 20 && !std::wcscmp(yield->getClassName(), L"Yield"));
+  EXPECT_STREQ(tick->getClassName(), L"Tick");
   blocked = voluntarySwitches();
   Yield::createInstance(1)->onTick(0);
   EXPECT_GT(voluntarySwitches(), blocked) << "a Yield of 1 ms did not sleep";
