@@ -1,45 +1,17 @@
 // The main loop and its Tasks, driven by a clock that the tests set by hand.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <functional>
 #include <tuple>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include <orvo/core/System.h>
-
-#include "platform/Clock.h"
+#include "runtime/ScriptedSystem.h"
 
 namespace orvo {
 namespace {
 
-std::atomic<std::uint32_t> fakeNow{0};
 using Calls = std::vector<std::pair<std::uint32_t, unsigned int>>;  // Clock, time delivered.
-
-// A System whose loop is a script: the test calls tick() as the loop would.
-class ScriptedSystem : public System {
- public:
-  std::function<bool(ScriptedSystem&)> onInit;
-  std::function<void(ScriptedSystem&)> script;
-  int exitCalls = 0;
-  bool ranLoop = false;
-
-  bool init() override { return onInit ? onInit(*this) : System::init(); }
-  void run() override {
-    ranLoop = true;
-    script ? script(*this) : System::run();
-  }
-  void exit() override {
-    ++exitCalls;
-    System::exit();
-  }
-  void passAt(std::uint32_t now) {
-    fakeNow = now;
-    tick();
-  }
-};
 
 class RecordingTask : public System::Task {
  public:
@@ -57,11 +29,8 @@ class RecordingTask : public System::Task {
   ~RecordingTask() override { --live; }
 };
 
-class SystemTest : public ::testing::Test {
+class SystemTest : public FakeClockTest {
  protected:
-  SystemTest() : previousClock(platform::setMillisecondClock([] { return fakeNow.load(); })) { fakeNow = 0; }
-  ~SystemTest() override { platform::setMillisecondClock(previousClock); }
-
   static THandle<RecordingTask> newTask() { return THandle<RecordingTask>(new RecordingTask); }
   // Loads and starts the System with `loop` as its main loop.
   void run(std::function<void(ScriptedSystem&)> loop) {
@@ -70,7 +39,6 @@ class SystemTest : public ::testing::Test {
     system->start();
   }
 
-  platform::MillisecondClock previousClock;
   THandle<ScriptedSystem> system{new ScriptedSystem};
   THandle<RecordingTask> task = newTask();
 };
