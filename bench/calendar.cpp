@@ -1,7 +1,8 @@
 // Calendar figures, the library beside its peer in the same run:
 //   Time::convertFromString of a date, time and zone  vs  glibc's strptime
 //   of the same text, timegm, and the zone's hours read with strtol
-// The library's own time has an absolute target; the peer is context.
+//   gmtime over a spread of days                         vs  glibc's gmtime_r
+// The library's parse has an absolute target; the peers are context.
 #include <benchmark/benchmark.h>
 
 #include <time.h>
@@ -42,6 +43,31 @@ void BM_Strptime_Timegm(benchmark::State& state) {
   if (value != 1336299630 - 8 * 3600) state.SkipWithError("wrong value");
 }
 BENCHMARK(BM_Strptime_Timegm);
+
+// An index cycles through 0 to 4,095 and each index is 997 days further on:
+// the values spread over some 11,000 years from 1970, so that the year and
+// month searches end differently from one call to the next.
+void BM_Time_Gmtime(benchmark::State& state) {
+  long long day = 0;
+  for (auto _ : state) {
+    day = (day + 997) & 4095;
+    std::tm fields = orvo::gmtime(62167132800 + day * 997 * 86400 + 45296);
+    benchmark::DoNotOptimize(fields);
+  }
+}
+BENCHMARK(BM_Time_Gmtime);
+
+void BM_Glibc_Gmtime(benchmark::State& state) {
+  long long day = 0;
+  for (auto _ : state) {
+    day = (day + 997) & 4095;
+    const time_t value = static_cast<time_t>(day * 997 * 86400 + 45296);
+    std::tm fields;
+    gmtime_r(&value, &fields);
+    benchmark::DoNotOptimize(fields);
+  }
+}
+BENCHMARK(BM_Glibc_Gmtime);
 
 }  // namespace
 

@@ -1,12 +1,13 @@
 // Drives the calendar with arbitrary input: the text reader and the zone
-// functions on the bytes as wide text, the zone name and gmtime on numbers
-// taken from the same bytes. A rejected text leaves the Time as it was; an
+// functions on the bytes as wide text; the zone name, gmtime and mktime on
+// numbers taken from the same bytes. A rejected text leaves the Time as it was; an
 // accepted one has fields in range and, when it is set and its local year is
 // not negative, writes a text that reads back to the same value.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <string>
 
 #include <orvo/core/Time.h>
@@ -39,6 +40,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Within about 2^31 years of year 0 the year fits tm_year.
   const std::tm fields = gmtime(value);
   if (!inRange(fields) || (value > -(1LL << 55) && value < (1LL << 55) && mktime(fields) != value)) __builtin_trap();
+
+  // Any fields: out-of-range ones carry, and the value they give is one
+  // whose fields give it back.
+  std::tm anyFields{};
+  int* const slots[] = {&anyFields.tm_sec, &anyFields.tm_min, &anyFields.tm_hour, &anyFields.tm_mday, &anyFields.tm_mon, &anyFields.tm_year};
+  for (std::size_t i = 0; i < std::size(slots) && (i + 1) * sizeof(int) <= size; ++i) std::memcpy(slots[i], data + i * sizeof(int), sizeof(int));
+  const long long fromFields = mktime(anyFields);
+  if (fromFields > -(1LL << 55) && fromFields < (1LL << 55) && mktime(gmtime(fromFields)) != fromFields) __builtin_trap();
 
   Time time(value);
   const std::tm before = time.getLocalTime();
