@@ -127,10 +127,13 @@ for figure, program, library, peer, measure, ratio_kind, target in rows:
         continue
     for process, label in PROCESSES:
         mine, theirs = values[process]
-        ratio_text, judged = "-", mine
+        ratio_text, ratio = "-", None
         if peer != "-" and mine is not None and theirs is not None:
-            judged = theirs / mine if ratio_kind == "faster" else mine / theirs
-            ratio_text = f"{judged:.2f}x " + ("as fast" if ratio_kind == "faster" else "the time")
+            ratio = theirs / mine if ratio_kind == "faster" else mine / theirs
+            ratio_text = f"{ratio:.2f}x " + ("as fast" if ratio_kind == "faster" else "the time")
+        # A target in "x" judges the ratio; one in units (ns, GB/s) judges the
+        # library's own measure, also where a peer is shown for context.
+        judged = ratio if target.endswith("x") else mine
         missing = mine is None or (peer != "-" and theirs is None)
         verdict = "missing" if missing else met(target, judged)
         outcomes.append(verdict)

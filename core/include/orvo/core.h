@@ -41,6 +41,7 @@
 #include <orvo/core/StringHelper.h>
 #include <orvo/core/System.h>
 #include <orvo/core/Tick.h>
+#include <orvo/core/Time.h>
 #include <orvo/core/Unknown.h>
 #include <orvo/core/Uuid.h>
 #include <orvo/core/Varint.h>

@@ -15,6 +15,16 @@ constexpr std::uint64_t kGregorianToUnix = 0x01B21DD213814000ull;
 
 std::atomic<SystemTimeSource> replacementSource{nullptr};
 
+// tzset once, however early the first caller runs during static
+// initialisation; the initialiser below makes that at the latest when the
+// library loads.
+void readZoneOnce() {
+  static const bool zoneRead = (tzset(), true);
+  (void)zoneRead;
+}
+
+[[maybe_unused]] const bool zoneReadAtLoad = (readZoneOnce(), true);
+
 std::uint64_t realTime100ns() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -56,6 +66,13 @@ std::vector<unsigned char> machineAndRunFacts() {
   bytes.insert(bytes.end(), host, host + hostLength);
   append(bytes, getpid());
   return bytes;
+}
+
+std::int64_t unixTimeSeconds() { return static_cast<std::int64_t>(::time(nullptr)); }
+
+int localZoneBias() {
+  readZoneOnce();
+  return static_cast<int>(::timezone);
 }
 
 }  // namespace orvo::platform
