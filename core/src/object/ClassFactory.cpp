@@ -42,23 +42,25 @@ void buildTables() {
 }
 
 // Enters the class made by `creator`, or tells why it cannot. Under the lock.
-// A known name always has its id entry, with the same creator: both are
-// entered and removed together.
+// A name that both tables already hold with one creator is a class that is
+// registered: a second module with a class of the same name gets the note
+// too, and the first creator stays. Only an id that another name holds, or
+// tables that disagree, are errors.
 void enterClass(const String& name, std::uint32_t id, Creator creator) {
   const auto byName = nameTable->find(name);
-  if (byName == nameTable->end()) {
-    if (idTable->count(id) == 0) {
-      nameTable->emplace(name, creator);
-      idTable->emplace(id, creator);
-    } else {
-      Log::error(L"RTTI: (%s) setup error! ClassId(%d)", name.getBuffer(), static_cast<int>(id));
-    }
-  } else if (byName->second == creator) {
+  const auto byId = idTable->find(id);
+  const bool nameKnown = byName != nameTable->end();
+  const bool idKnown = byId != idTable->end();
+  if (!nameKnown && !idKnown) {
+    nameTable->emplace(name, creator);
+    idTable->emplace(id, creator);
+  } else if (nameKnown && idKnown && byName->second == byId->second) {
     Console::setTextAttribute(14);
     Console::output(L"\nRTTI: (%s) has been setup!", name.getBuffer());
     Console::setTextAttribute(7);
+  } else if (!nameKnown) {
+    Log::error(L"RTTI: (%s) setup error! ClassId(%d)", name.getBuffer(), static_cast<int>(id));
   } else {
-    // Another module's class of the same name.
     Log::error(L"RTTI: (%s) setup error!", name.getBuffer());
   }
 }

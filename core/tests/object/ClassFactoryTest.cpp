@@ -58,7 +58,7 @@ TEST(ClassFactory, RepeatsAndConflictsAreReportedAndChangeNoTable) {
     Texts errors;
   } cases[] = {
       {Factory::creatorOf<Gadget>(), L"Gadget", "\nRTTI: (Gadget) has been setup!", {}},
-      {Factory::creatorOf<impostor::Gadget>(), L"Gadget", "", {L"RTTI: (Gadget) setup error!"}},
+      {Factory::creatorOf<impostor::Gadget>(), L"Gadget", "\nRTTI: (Gadget) has been setup!", {}},
       {Factory::creatorOf<Layer2Input1>(), L"Layer2Input1", "",
        {L"RTTI: (Layer2Input1) setup error! ClassId(" + std::to_wstring(int(Unknown::computeClassId(L"Layer1Input2"))) + L")"}},
   };

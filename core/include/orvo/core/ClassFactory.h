@@ -85,11 +85,12 @@ class ORVO_API Unknown::RtFactory {
   RtFactory() = delete;
 
   // Registers the class that `creator` makes and answers its name, read from
-  // a sample instance. A class already registered with the same creator is
-  // reported on the console; a name registered with another creator, or a
-  // name whose id another class has, is logged as an error. In both cases the
-  // tables stay as they were and the name is still the answer. Empty once
-  // the factory is torn down, or if the creator makes nothing.
+  // a sample instance. A name that is already registered is reported on the
+  // console, whichever creator comes with it (another module's class of the
+  // same name too: the first creator stays); a new name whose id another
+  // class has is logged as an error. In both cases the tables stay as they
+  // were and the name is still the answer. Empty once the factory is torn
+  // down, or if the creator makes nothing.
   static String setupCreator(Creator creator);
 
   // Removes the class of that name from both tables; an unknown name is
