@@ -456,9 +456,10 @@ ORVO_AVX2 std::size_t decodeWellFormedAvx2(const unsigned char* text, std::size_
 
 // GCC 12's AVX-512 intrinsics start from an undefined vector, which its
 // flow analysis takes for an uninitialised variable.
+#if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wpragmas"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 ORVO_AVX512 std::size_t decodeWellFormedAvx512(const unsigned char* text, std::size_t length, wchar_t* target,
                                                std::size_t units, std::size_t& written) {
   const unsigned char* p = text;
@@ -469,11 +470,17 @@ ORVO_AVX512 std::size_t decodeWellFormedAvx512(const unsigned char* text, std::s
   const __m512i firstLead = _mm512_set1_epi8(-64);
   const __m512i lastContinuation = _mm512_set1_epi32(0xBF);
   const __m512i low5 = _mm512_set1_epi32(0x1F), low6 = _mm512_set1_epi32(0x3F);
+  constexpr std::ptrdiff_t kStretch = 1024;
   // A block reads one byte beyond itself, for a lead at its end.
   while (end - p >= 68 && outEnd - out >= 64) {
     const __m512i block = _mm512_loadu_si512(p);
     if (_mm512_cmpgt_epu8_mask(block, highestShort) != 0) {
-      p = decodeLongerCharacters(p, out);
+      // Longer characters come in runs (CJK text), which the AVX2 loop
+      // takes faster: it gets the next stretch.
+      std::size_t stretchWritten = 0;
+      const auto stretch = static_cast<std::size_t>(end - p < kStretch ? end - p : kStretch);
+      p += decodeWellFormedAvx2(p, stretch, out, static_cast<std::size_t>(outEnd - out), stretchWritten);
+      out += stretchWritten;
       continue;
     }
     // Continuations, signed below -64, begin no character.
@@ -497,7 +504,9 @@ ORVO_AVX512 std::size_t decodeWellFormedAvx512(const unsigned char* text, std::s
   written = static_cast<std::size_t>(out - target) + rest;
   return static_cast<std::size_t>(p - text) + taken;
 }
+#if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic pop
+#endif
 
 // Encodes characters below U+0800, one or two bytes each, eight at a time.
 // The constants live in the object, so that a loop loads them once.
