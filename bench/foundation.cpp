@@ -1,5 +1,6 @@
 // Foundation figures, each beside its peer in the same run:
-//   ObjectPool allocate/release   vs  malloc/free of the same size
+//   ObjectPool allocate/release   vs  malloc/free of the same size, and vs
+//                                     two questions for the thread's identity
 //   THandle copy and destroy      vs  std::shared_ptr copy and destroy
 //   uncontended SpinGuard         vs  std::lock_guard<std::mutex>
 //   SpinGuard, two threads        vs  std::lock_guard<std::mutex>, two threads
@@ -9,6 +10,7 @@
 // first thread they start ends that for the rest of the run: run the others
 // once as they are and once with a second thread alive.
 #include <benchmark/benchmark.h>
+#include <pthread.h>
 
 #include <cstdlib>
 #include <memory>
@@ -49,6 +51,22 @@ void BM_Malloc_AllocateRelease(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_Malloc_AllocateRelease);
+
+// The floor of the pool's pair once the process has more threads: its owner
+// asks for the calling thread's identity in allocate and again in release,
+// which std::this_thread::get_id answers with a call of pthread_self. Called
+// through a pointer here, since the compiler would otherwise ask once for
+// the whole loop.
+void BM_ThreadIdentityTwice(benchmark::State& state) {
+  pthread_t (*ask)() = &pthread_self;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(ask);
+    benchmark::DoNotOptimize(ask());
+    benchmark::DoNotOptimize(ask);
+    benchmark::DoNotOptimize(ask());
+  }
+}
+BENCHMARK(BM_ThreadIdentityTwice);
 
 class Counted : public virtual Unknown {};
 

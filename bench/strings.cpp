@@ -9,6 +9,7 @@
 #include <iconv.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cwchar>
 #include <memory>
 #include <string>
@@ -191,11 +192,12 @@ BENCHMARK(BM_CodePageToWideFreshIconv);
 // --- Compare and find -----------------------------------------------------
 
 // Pairs of texts of 16 or 256 characters that differ only in the last one.
-// Comparisons' speed depends on where the texts lie relative to cache lines,
-// so each benchmark cycles through sixteen pairs placed at different offsets
-// (small allocations in between shift them), rather than measuring the luck
-// of one placement.
-constexpr int kPairs = 16;
+// The C library's wmemcmp takes a pair fastest when both texts lie at the same
+// offset within 32 bytes, and where each allocation lands is luck. So both
+// sides cycle through the same eight placements: the first text at 0, 16, 32
+// or 48 bytes into a cache line, the second at 0 or 16, where the type can
+// lie there. Eight pairs of 256 characters stay within the first-level cache.
+constexpr int kPairs = 8;
 
 std::wstring compareSample(std::size_t length, wchar_t last) {
   std::wstring text = sampleText(length - 1);
@@ -203,15 +205,30 @@ std::wstring compareSample(std::size_t length, wchar_t last) {
   return text;
 }
 
+const wchar_t* textOf(const String& text) { return text.getBuffer(); }
+const wchar_t* textOf(const std::wstring& text) { return text.c_str(); }
+
+// A copy of `content` whose text starts `offset` bytes into a cache line if
+// one of a few allocations lands there. The misses stay in `taken` so that
+// the next try lands elsewhere.
+template <class Text>
+Text placedText(const std::wstring& content, std::uintptr_t offset, std::vector<Text>& taken) {
+  for (int attempt = 0; attempt < 64; ++attempt) {
+    Text text(content.c_str());
+    if (reinterpret_cast<std::uintptr_t>(textOf(text)) % 64 == offset) return text;
+    taken.push_back(std::move(text));
+  }
+  return Text(content.c_str());
+}
+
 template <class Text>
 std::vector<std::pair<Text, Text>> comparePairs(std::size_t length) {
   std::vector<std::pair<Text, Text>> pairs;
-  std::vector<std::unique_ptr<char[]>> spacers;
+  std::vector<Text> taken;
   for (int i = 0; i < kPairs; ++i) {
-    spacers.emplace_back(new char[static_cast<std::size_t>(16 * (i % 4) + 8)]);
-    Text a(compareSample(length, L'x').c_str());
-    spacers.emplace_back(new char[static_cast<std::size_t>(16 * (i / 4) + 8)]);
-    pairs.emplace_back(std::move(a), Text(compareSample(length, L'y').c_str()));
+    Text a = placedText<Text>(compareSample(length, L'x'), 16 * (i % 4), taken);
+    Text b = placedText<Text>(compareSample(length, L'y'), 16 * (i / 4), taken);
+    pairs.emplace_back(std::move(a), std::move(b));
   }
   return pairs;
 }
@@ -248,12 +265,17 @@ void BM_CompareStdWstringWithPointer(benchmark::State& state) {
 BENCHMARK(BM_CompareStdWstringWithPointer)->Arg(16)->Arg(256);
 
 // A needle near the end of 1024 characters, whose first letter occurs often.
+// Like the comparisons, both sides cycle through the same placements of the
+// text: 0, 16, 32 and 48 bytes into a cache line.
 std::wstring findHaystack() { return sampleText(1000) + L"needle in the text!"; }
+constexpr int kHaystacks = 4;
 
 template <class Text, class Needle>
 void findRounds(benchmark::State& state, Needle needle) {
-  const Text haystack(Text(findHaystack().c_str()));
-  for (auto _ : state) benchmark::DoNotOptimize(haystack.find(needle));
+  std::vector<Text> haystacks, taken;
+  for (int i = 0; i < kHaystacks; ++i) haystacks.push_back(placedText<Text>(findHaystack(), 16 * i, taken));
+  std::size_t next = 0;
+  for (auto _ : state) benchmark::DoNotOptimize(haystacks[next++ % kHaystacks].find(needle));
 }
 
 void BM_FindTextString(benchmark::State& state) { findRounds<String>(state, L"needle"); }

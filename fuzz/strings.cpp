@@ -63,8 +63,8 @@ void walk(const T* text) {
 }
 
 // The UTF-8 codec's vector and portable paths must give the same bytes.
-void compareCodecPaths(const unsigned char* bytes, std::size_t length) {
-  platform::limitSimd(platform::Simd::Avx2);
+void compareCodecPaths(const unsigned char* bytes, std::size_t length, platform::Simd vectors) {
+  platform::limitSimd(vectors);
   const utf8::Measure vector = utf8::measureDecoded(bytes, length);
   std::vector<wchar_t> vectorOut(vector.units + 1);
   utf8::decode(bytes, length, vectorOut.data(), vector);
@@ -72,7 +72,7 @@ void compareCodecPaths(const unsigned char* bytes, std::size_t length) {
   const utf8::Measure portable = utf8::measureDecoded(bytes, length);
   std::vector<wchar_t> portableOut(portable.units + 1);
   utf8::decode(bytes, length, portableOut.data(), portable);
-  platform::limitSimd(platform::Simd::Avx2);
+  platform::limitSimd(vectors);
   require(vector.units == portable.units && vector.wellFormed == portable.wellFormed);
   require(std::wmemcmp(vectorOut.data(), portableOut.data(), vector.units) == 0);
 
@@ -82,7 +82,7 @@ void compareCodecPaths(const unsigned char* bytes, std::size_t length) {
   platform::limitSimd(platform::Simd::Portable);
   require(utf8::encodedLength(vectorOut.data(), vector.units) == encodedLength);
   utf8::encode(vectorOut.data(), vector.units, encodedPortable.data(), encodedLength);
-  platform::limitSimd(platform::Simd::Avx2);
+  platform::limitSimd(platform::Simd::Avx512);  // The processor's best again.
   require(encodedVector == encodedPortable);
   // Well-formed UTF-8 comes back byte for byte.
   if (vector.wellFormed) require(encodedLength == length && std::memcmp(encodedVector.data(), bytes, length) == 0);
@@ -178,7 +178,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   walk(ansi);
   walk(utf8);
   walk(wide.data());
-  compareCodecPaths(utf8, std::strlen(ansi));
+  for (platform::Simd vectors : {platform::Simd::Avx2, platform::Simd::Avx512}) {
+    compareCodecPaths(utf8, std::strlen(ansi), vectors);
+  }
   convert(ansi, utf8, wide.data());
 
   // A second text for searching and comparing: the last few bytes.

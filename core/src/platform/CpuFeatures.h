@@ -1,8 +1,9 @@
 // CpuFeatures.h: what the processor offers beyond the x86-64 baseline.
 //
-// The UTF-8 codec has AVX2 loops (Utf8Vector.h); they are chosen at run
-// time, so that the library still runs on any x86-64 processor. Until the
-// library's static initialisers have run, the portable loops are taken.
+// The UTF-8 codec has AVX2 loops and an AVX-512 decoder (Utf8Vector.h);
+// they are chosen at run time, so that the library still runs on any x86-64
+// processor. Until the library's static initialisers have run, the portable
+// loops are taken.
 // Tests limit the choice to check each path against the others. Shared by
 // all threads: the choice is one atomic word.
 #pragma once
@@ -11,7 +12,7 @@
 
 namespace orvo::platform {
 
-enum class Simd : int { Portable = 0, Avx2 = 1 };
+enum class Simd : int { Portable = 0, Avx2 = 1, Avx512 = 2 };
 
 namespace detail {
 extern std::atomic<int> simdInUse;
@@ -19,8 +20,10 @@ extern std::atomic<int> simdInUse;
 
 // Plain loads: they are asked on every conversion and comparison.
 inline bool hasAvx2() { return detail::simdInUse.load(std::memory_order_relaxed) >= 1; }
+// AVX-512 F and BW.
+inline bool hasAvx512() { return detail::simdInUse.load(std::memory_order_relaxed) >= 2; }
 
-// Uses at most `highest` of what the processor has; Simd::Avx2 lifts the
+// Uses at most `highest` of what the processor has; Simd::Avx512 lifts the
 // limit again.
 void limitSimd(Simd highest);
 

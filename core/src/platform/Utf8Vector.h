@@ -1,4 +1,5 @@
-// Utf8Vector.h: the UTF-8 codec's loops for processors with AVX2.
+// Utf8Vector.h: the UTF-8 codec's loops for processors with AVX2, with a
+// decoder of its own where AVX-512 is there too.
 //
 // The codec (text/Utf8Codec.cpp) asks for them on each conversion. Where
 // the processor lacks AVX2, or limitSimd (CpuFeatures.h) rules it out, there

@@ -5,7 +5,6 @@
 #include <new>
 
 #include "platform/Process.h"
-#include "platform/ThreadIdentity.h"
 #include "platform/ThreadSlot.h"
 
 namespace orvo {
@@ -119,10 +118,6 @@ void releasePoolCachesOfThread(void* threadCaches) noexcept {
   std::free(caches);
 }
 
-bool ObjectPool::ownedByThisThread() const noexcept {
-  return _owner.load(std::memory_order_relaxed) == platform::currentThreadIdentity();
-}
-
 // Any thread but the owner pays the owner's check on top of its lookup.
 ObjectPool::ThreadCache* ObjectPool::cacheOfThisThread() noexcept {
   if (ownedByThisThread() || claimSoleCache()) return &_soleCache;
@@ -140,7 +135,7 @@ bool ObjectPool::claimSoleCache() noexcept {
     return false;
   }
   if (!makeThreadCache()) return sole;
-  const std::uintptr_t self = platform::currentThreadIdentity();
+  const std::uintptr_t self = identityOf(std::this_thread::get_id());
   if (sole) {
     _owner.store(self, std::memory_order_relaxed);
     return true;
@@ -150,31 +145,11 @@ bool ObjectPool::claimSoleCache() noexcept {
   return _owner.compare_exchange_strong(unowned, self, std::memory_order_acquire, std::memory_order_relaxed);
 }
 
-bool ObjectPool::ownsSoleCache() const noexcept {
-  return detail::isSingleThreadedProcess() || ownedByThisThread();
-}
-
 // Runs on a thread that ends: a later thread may get the same identity.
 void ObjectPool::letGoOfSoleCache() noexcept {
   if (!ownedByThisThread()) return;
   releaseCache(_soleCache);
   _owner.store(0, std::memory_order_release);
-}
-
-// The owner's paths once the process has more than one thread: one load and
-// a compare more than the sole thread's, and no call but the one that leaves.
-void* ObjectPool::allocateWithThreads(std::size_t size) noexcept {
-  if (size == _objectSize && ownedByThisThread() && _soleCache.count > 0) return _soleCache.take();
-  return allocateFromThreadCache(size);
-}
-
-void ObjectPool::releaseWithThreads(void* object) noexcept {
-  if (object && sizeOf(object) == _objectSize && ownedByThisThread() &&
-      _state.load(std::memory_order_relaxed) == Running && _soleCache.count < kThreadCacheLimit) {
-    _soleCache.put(object);
-    return;
-  }
-  releaseToThreadCache(object);
 }
 
 // The paths of other threads, and of the sole thread when its cache is empty

@@ -449,7 +449,7 @@ TString<T>& TString<T>::lowerCase() {
 // --- Searching ------------------------------------------------------------
 
 template <class T>
-int TString<T>::find(int character, int start) const {
+int TString<T>::findCharacter(int character, int start) const {
   const int length = getLength();
   if (length < 1 || start < 0 || start > length) return -1;
   if constexpr (kWide<T>) {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <cwchar>
 #include <functional>
 #include <string>
 #include <thread>
@@ -237,6 +238,14 @@ TEST(StringFind, PositionsOfCharactersAndTexts) {
                     {StringUtf8(u8("a\xC3" "b\xC3\xA9")).find(u8("\xC3")), 1},
                     {StringUtf8(u8("abcd")).find(u8("d\xE2\x82\xAC")), -1}, {ansi.find("\xD0\xCE"), -1},
                     {ansi.find("\xCE\xC4"), 2}});
+}
+
+TEST(StringFind, ACharacterInATextWhoseLengthIsNotKnownYet) {
+  StringBlock<wchar_t> block(5);
+  std::wmemcpy(block.text(), L"abcab", 5);
+  const String s = block.finish();
+  // The first search measures the text; the second finds the length known.
+  EXPECT_EACH({{s.find(L'b', 2), 4}, {s.find(L'a', 1), 3}, {s.find(L'z'), -1}});
 }
 
 TEST(StringFind, TheCharacterZeroFindsTheTerminatorFromAnyStartUpToTheLength) {

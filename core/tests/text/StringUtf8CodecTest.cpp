@@ -32,15 +32,22 @@ std::string encodeAll(const std::wstring& text) {
   return out;
 }
 
-// Runs each test once with the vector paths and once without.
-class Utf8Codec : public ::testing::TestWithParam<bool> {
+// Runs each test with each level of vector loops the processor has, and
+// without them.
+class Utf8Codec : public ::testing::TestWithParam<platform::Simd> {
  protected:
-  Utf8Codec() { platform::limitSimd(GetParam() ? platform::Simd::Portable : platform::Simd::Avx2); }
-  ~Utf8Codec() override { platform::limitSimd(platform::Simd::Avx2); }
+  Utf8Codec() { platform::limitSimd(GetParam()); }
+  ~Utf8Codec() override { platform::limitSimd(platform::Simd::Avx512); }
 };
 
-INSTANTIATE_TEST_SUITE_P(Paths, Utf8Codec, ::testing::Values(false, true),
-                         [](const auto& info) { return info.param ? "Portable" : "Vector"; });
+constexpr platform::Simd kPaths[] = {platform::Simd::Portable, platform::Simd::Avx2, platform::Simd::Avx512};
+
+std::string pathName(const ::testing::TestParamInfo<platform::Simd>& info) {
+  const char* names[] = {"Portable", "Avx2", "Avx512"};
+  return names[static_cast<int>(info.param)];
+}
+
+INSTANTIATE_TEST_SUITE_P(Paths, Utf8Codec, ::testing::ValuesIn(kPaths), pathName);
 
 TEST_P(Utf8Codec, EveryScalarValueRoundTripsInItsStandardForm) {
   std::wstring all;
@@ -114,15 +121,21 @@ TEST_P(Utf8Codec, MeasuresWhatItWritesAndTheWalkAgreesForArbitraryBytes) {
   }
 }
 
-// Measures the same bytes with the vector path and without it.
+// Measures and decodes the same bytes with each path.
 void expectPathsAgree(const std::string& bytes, const std::string& what) {
-  utf8::Measure measures[2];
-  for (platform::Simd path : {platform::Simd::Portable, platform::Simd::Avx2}) {
-    platform::limitSimd(path);
-    measures[path == platform::Simd::Avx2] = utf8::measureDecoded(bytesOf(bytes), bytes.size());
+  utf8::Measure measures[std::size(kPaths)];
+  std::wstring decoded[std::size(kPaths)];
+  for (std::size_t path = 0; path < std::size(kPaths); ++path) {
+    platform::limitSimd(kPaths[path]);
+    measures[path] = utf8::measureDecoded(bytesOf(bytes), bytes.size());
+    decoded[path] = decodeAll(bytes);
   }
-  ASSERT_EQ(measures[0].units, measures[1].units) << what;
-  ASSERT_EQ(measures[0].wellFormed, measures[1].wellFormed) << what;
+  platform::limitSimd(platform::Simd::Avx512);
+  for (std::size_t path = 1; path < std::size(kPaths); ++path) {
+    ASSERT_EQ(measures[0].units, measures[path].units) << what << " " << path;
+    ASSERT_EQ(measures[0].wellFormed, measures[path].wellFormed) << what << " " << path;
+    ASSERT_EQ(decoded[0], decoded[path]) << what << " " << path;
+  }
 }
 
 // Western text: ASCII and two-byte characters only, the text the vector

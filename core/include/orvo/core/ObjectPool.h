@@ -29,8 +29,10 @@
 #pragma once
 
 #include <atomic>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <thread>
 
 #include <orvo/core/Export.h>
 #include <orvo/core/ReferenceCount.h>
@@ -48,18 +50,18 @@ class ORVO_API ObjectPool {
   // Storage for one object of `size` bytes, aligned for any type; null if
   // memory is exhausted.
   void* allocate(std::size_t size) noexcept {
-    if (size == _objectSize && detail::isSingleThreadedProcess() && _soleCache.count > 0) return _soleCache.take();
-    return allocateWithThreads(size);
+    if (size == _objectSize && ownsSoleCache() && _soleCache.count > 0) return _soleCache.take();
+    return allocateFromThreadCache(size);
   }
 
   // Gives back storage from allocate; null is ignored.
   void release(void* object) noexcept {
-    if (object && detail::isSingleThreadedProcess() && sizeOf(object) == _objectSize &&
+    if (object && ownsSoleCache() && sizeOf(object) == _objectSize &&
         _state.load(std::memory_order_relaxed) == Running && _soleCache.count < kThreadCacheLimit) {
       _soleCache.put(object);
       return;
     }
-    releaseWithThreads(object);
+    releaseToThreadCache(object);
   }
 
   // Gives the objects that the calling thread keeps at hand back to the
@@ -119,8 +121,20 @@ class ORVO_API ObjectPool {
   ThreadCache* makeThreadCache() noexcept;
   ThreadCache* cacheOfThisThread() noexcept;
   bool claimSoleCache() noexcept;
-  bool ownedByThisThread() const noexcept;
-  bool ownsSoleCache() const noexcept;
+  // The owner's test stays inline, so that the owner's common paths make no
+  // call into the library; the one call it makes is the C library's cheap
+  // question for the calling thread's identity, and only once the process
+  // has more than one thread.
+  bool ownedByThisThread() const noexcept {
+    return _owner.load(std::memory_order_relaxed) == identityOf(std::this_thread::get_id());
+  }
+  // A std::thread::id as a word, since the id itself cannot start a constant
+  // pool. The id of no thread is the zero word.
+  static std::uintptr_t identityOf(std::thread::id thread) noexcept {
+    static_assert(sizeof(std::thread::id) == sizeof(std::uintptr_t));
+    return std::bit_cast<std::uintptr_t>(thread);
+  }
+  bool ownsSoleCache() const noexcept { return detail::isSingleThreadedProcess() || ownedByThisThread(); }
   void letGoOfSoleCache() noexcept;
   void releaseCache(ThreadCache& cache) noexcept;
   // The exit hook of a thread's caches.
@@ -128,8 +142,6 @@ class ORVO_API ObjectPool {
 
   static constexpr std::uint32_t kThreadCacheLimit = 16;
 
-  void* allocateWithThreads(std::size_t size) noexcept;
-  void releaseWithThreads(void* object) noexcept;
   void* allocateFromThreadCache(std::size_t size) noexcept;
   void releaseToThreadCache(void* object) noexcept;
   void* allocateShared(std::size_t size) noexcept;
@@ -164,7 +176,7 @@ class ORVO_API ObjectPool {
   // one that used it last while alone, or the first to find it unowned. An
   // owner lets go of it before it ends.
   ThreadCache _soleCache{this, nullptr, 0};
-  std::atomic<std::uintptr_t> _owner{0};  // The owner's thread identity; 0 for none.
+  std::atomic<std::uintptr_t> _owner{0};  // identityOf the owner; 0 for none.
 };
 
 }  // namespace orvo

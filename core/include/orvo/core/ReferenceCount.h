@@ -11,11 +11,12 @@
 // Threads: increment, decrement and get may run on any threads at once; the
 // decrement that reaches 0 sees every write that other holders made before
 // their own decrement. While the process has one thread, nobody on another
-// processor can see the count, so it is changed without a locked instruction,
-// as the C++ runtime does for std::shared_ptr. On x86-64 that change is still
-// one read-modify-write instruction, which a signal handler on the same
-// thread cannot split. Starting the second thread orders everything before
-// it, so the first locked change sees every unlocked one.
+// processor can see the count, so it is changed as a plain integer, as the
+// C++ runtime does for std::shared_ptr. Starting the second thread orders
+// everything before it, so the first atomic change sees every plain one. A
+// signal handler that copies or drops a holder of the same object while its
+// thread is changing the count may therefore lose a change, as with
+// std::shared_ptr.
 #pragma once
 
 #include <atomic>
@@ -26,10 +27,6 @@
 #include <sys/single_threaded.h>  // glibc 2.32 and later
 #define ORVO_HAS_SINGLE_THREADED_FLAG 1
 #endif
-#endif
-
-#if defined(ORVO_HAS_SINGLE_THREADED_FLAG) && defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
-#define ORVO_UNLOCKED_COUNT 1
 #endif
 
 namespace orvo {
@@ -55,24 +52,16 @@ class ReferenceCount {
   ReferenceCount& operator=(const ReferenceCount&) = delete;
 
   void increment() noexcept {
-#if defined(ORVO_UNLOCKED_COUNT)
     if (detail::isSingleThreadedProcess()) {
-      asm volatile("addl $1, %0" : "+m"(_word));
+      ++_word;
       return;
     }
-#endif
     shared().fetch_add(1, std::memory_order_relaxed);
   }
 
   // True when the count reached 0.
   bool decrement() noexcept {
-#if defined(ORVO_UNLOCKED_COUNT)
-    if (detail::isSingleThreadedProcess()) {
-      bool reachedZero;
-      asm volatile("subl $1, %0" : "+m"(_word), "=@ccz"(reachedZero));
-      return reachedZero;
-    }
-#endif
+    if (detail::isSingleThreadedProcess()) return --_word == 0;
     return shared().fetch_sub(1, std::memory_order_acq_rel) == 1;
   }
 
@@ -81,9 +70,8 @@ class ReferenceCount {
  private:
   std::atomic_ref<std::int32_t> shared() const noexcept { return std::atomic_ref<std::int32_t>(_word); }
 
-  // A plain word, so that the single-threaded path may use plain
-  // instructions on it; every access from more than one thread goes through
-  // std::atomic_ref.
+  // A plain word, so that the single-threaded path may change it as one;
+  // every access once there are more threads goes through std::atomic_ref.
   alignas(std::atomic_ref<std::int32_t>::required_alignment) mutable std::int32_t _word;
 };
 

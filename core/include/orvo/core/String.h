@@ -166,7 +166,19 @@ class ORVO_API TString {
 
   // Position of the character or text at or after character `start`, or -1.
   // A unit index for String, a byte offset for the 8-bit forms.
-  int find(int character, int start = 0) const;
+  int find(int character, int start = 0) const {
+    if constexpr (std::is_same_v<T, wchar_t>) {
+      // A wide text whose length is known is searched inline, so that the
+      // common case costs the C library's wmemchr and no call of its own.
+      const int length = getData()->length.load(std::memory_order_acquire);
+      if (length > 0 && character != 0 && start >= 0 && start <= length) {
+        const wchar_t* hit = std::wmemchr(_buffer + start, static_cast<wchar_t>(character),
+                                          static_cast<std::size_t>(length - start));
+        return hit ? static_cast<int>(hit - _buffer) : -1;
+      }
+    }
+    return findCharacter(character, start);
+  }
   int find(const T* text, int start = 0) const;
 
   // The string becomes the printf result; an argument may be the string
@@ -254,6 +266,8 @@ class ORVO_API TString {
   int computeLength() const;
   // compare for blocks whose length is not known yet, and for 8-bit text.
   int compareBlocks(const TString& other) const;
+  // find of a character for the cases the inline search leaves.
+  int findCharacter(int character, int start) const;
   // Character `index`, or the terminator for an index beyond the text.
   const T* characterAt(int index) const;
   void fork();
