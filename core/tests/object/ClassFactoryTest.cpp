@@ -34,32 +34,33 @@ std::wstring found(const wchar_t* name) {
   return made(Factory::createClassInstance(String(name))) + L"/" +
          made(Factory::createClassInstance(Unknown::computeClassId(name)));
 }
+// What a ClassType makes, and its id: "Gadget:<id>", "-:0".
+std::wstring typeText(const Unknown::ClassType& type) {
+  return made(type.createInstance()) + L":" + std::to_wstring(type.getClassId());
+}
+
 TEST(ClassFactory, CreatesByNameOrIdAndSilentlyNothingForOtherKeys) {
   LogCollector log;
   CapturedStream out(STDOUT_FILENO);
   Factory::unsetupCreator(L"Gadget", nullptr);  // Matches no creator: removes nothing.
-  for (auto [name, expected] : {std::pair{L"Unknown", L"Unknown"}, {L"Gadget", L"Gadget"}, {L"gadget", L"-"},
-                                {L"Gadget ", L"-"}, {L"", L"-"}}) {
-    EXPECT_EQ(found(name), std::wstring(expected) + L"/" + expected);
-  }
+  for (auto [name, expected] : {std::pair{L"Unknown", L"Unknown/Unknown"}, {L"Gadget", L"Gadget/Gadget"},
+                                {L"gadget", L"-/-"}, {L"Gadget ", L"-/-"}, {L"", L"-/-"}})
+    EXPECT_EQ(found(name), expected);
   EXPECT_EQ(Factory::setupCreator(nullptr), String());
   EXPECT_EQ(Factory::setupCreator([] { return THandle<Unknown>(); }), String());  // Made nothing to name.
   EXPECT_EQ(out.text(), "");
   EXPECT_EQ(log.errors, Texts{});
   EXPECT_TRUE(Gadget::_setUpCreator_);
   const THandle<Unknown> gadget = Factory::createClassInstance(String(L"Gadget"));
-  EXPECT_NE(gadget.dynamicCast<Gadget>(), nullptr);
   EXPECT_EQ(made(gadget->rtCreateInstance()), L"Gadget");
   // A ClassType makes its instance from the name alone.
   Unknown::ClassType type = gadget->getClassType();
-  EXPECT_EQ(made(type.createInstance()), L"Gadget");
-  EXPECT_EQ(type.getClassId(), Unknown::computeClassId(L"Gadget"));
+  const std::wstring gadgetType = L"Gadget:" + std::to_wstring(Unknown::computeClassId(L"Gadget"));
+  EXPECT_EQ(typeText(type), gadgetType);
   type.setClass(nullptr);
-  EXPECT_EQ(made(type.createInstance()), L"-");
-  EXPECT_EQ(type.getClassId(), 0u) << "as the empty ClassType";
+  EXPECT_EQ(typeText(type), L"-:0") << "as the empty ClassType";
   type.setClass(gadget.get());
-  EXPECT_EQ(made(type.createInstance()), L"Gadget");
-  EXPECT_EQ(type.getClassId(), gadget->getClassId());
+  EXPECT_EQ(typeText(type), gadgetType);
 }
 
 TEST(ClassFactory, RepeatsAndConflictsAreReportedAndChangeNoTable) {
@@ -82,6 +83,7 @@ TEST(ClassFactory, RepeatsAndConflictsAreReportedAndChangeNoTable) {
   }
   EXPECT_EQ(found(L"Gadget"), L"Gadget/Gadget");
   EXPECT_EQ(found(L"Layer2Input1"), L"-/Layer1Input2");
+  EXPECT_EQ(made(Unknown::ClassType(String(L"Layer2Input1")).createInstance()), L"-") << "made from the id";
   Factory::unsetupCreator(L"Layer1Input2");
   EXPECT_EQ(found(L"Layer1Input2"), L"-/-");
 }

@@ -75,7 +75,9 @@ TEST(CallbackTest, HandlersAreEqualWhenTheirIdentitiesAre) {
   const std::tuple<Handler, Handler, bool> cases[] = {
       {{}, {}, true}, {{}, keep, false}, {named, Handler(Callback(new Named)), true}, {named, keep, false}};
   for (const auto& [a, b, equal] : cases) EXPECT_EQ(a == b, equal) << a.getIdentity().getBuffer();
-  EXPECT_STREQ((CallbackFunction<void, unsigned int>::createInstance(keep)->getClassName()), L"CallbackFunction");
+  EXPECT_EQ(Handler().getIdentity(), String()) << "an empty handler";
+  EXPECT_STREQ((CallbackFunction<void, unsigned int>::createInstance(keep)->getClassName()),
+               L"CallbackFunction");
   EXPECT_STREQ(Callback(new Named)->getClassName(), L"CallbackBase");
 }
 

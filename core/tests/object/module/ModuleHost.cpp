@@ -13,8 +13,9 @@ namespace {
 // What the factory makes from the name, then from the id through the
 // module's own rtCreateInstance: "ModuleGadget/ModuleGadget" or "-/-".
 std::wstring found() {
-  const THandle<Unknown> byName = Unknown::RtFactory::createClassInstance(String(L"ModuleGadget"));
-  const THandle<Unknown> byId = Unknown::RtFactory::createClassInstance(Unknown::computeClassId(L"ModuleGadget"));
+  using Factory = Unknown::RtFactory;
+  const THandle<Unknown> byName = Factory::createClassInstance(String(L"ModuleGadget"));
+  const THandle<Unknown> byId = Factory::createClassInstance(Unknown::computeClassId(L"ModuleGadget"));
   return (byName ? byName->getClassName() : L"-") + std::wstring(L"/") +
          (byId ? byId->rtCreateInstance()->getClassName() : L"-");
 }
