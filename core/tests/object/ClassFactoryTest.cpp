@@ -34,9 +34,10 @@ std::wstring found(const wchar_t* name) {
   return made(Factory::createClassInstance(String(name))) + L"/" +
          made(Factory::createClassInstance(Unknown::computeClassId(name)));
 }
-// What a ClassType makes, and its id: "Gadget:<id>", "-:0".
+// A ClassType's name, what it makes, and its id: "Gadget/Gadget:<id>", "/-:0".
 std::wstring typeText(const Unknown::ClassType& type) {
-  return made(type.createInstance()) + L":" + std::to_wstring(type.getClassId());
+  return type.getClassName().getBuffer() + (L"/" + made(type.createInstance())) + L":" +
+         std::to_wstring(type.getClassId());
 }
 
 TEST(ClassFactory, CreatesByNameOrIdAndSilentlyNothingForOtherKeys) {
@@ -55,10 +56,10 @@ TEST(ClassFactory, CreatesByNameOrIdAndSilentlyNothingForOtherKeys) {
   EXPECT_EQ(made(gadget->rtCreateInstance()), L"Gadget");
   // A ClassType makes its instance from the name alone.
   Unknown::ClassType type = gadget->getClassType();
-  const std::wstring gadgetType = L"Gadget:" + std::to_wstring(Unknown::computeClassId(L"Gadget"));
+  const std::wstring gadgetType = L"Gadget/Gadget:" + std::to_wstring(Unknown::computeClassId(L"Gadget"));
   EXPECT_EQ(typeText(type), gadgetType);
   type.setClass(nullptr);
-  EXPECT_EQ(typeText(type), L"-:0") << "as the empty ClassType";
+  EXPECT_EQ(typeText(type), L"/-:0") << "as the empty ClassType";
   type.setClass(gadget.get());
   EXPECT_EQ(typeText(type), gadgetType);
 }
