@@ -23,7 +23,8 @@ class Item : public Object, public Resource {
 TEST(ObjectTest, IdsAreNewCopiedByCopiesAndStreamedAsTheirSixteenBytes) {
   const Uuid id = {7, 6, 5, 4, 3, {{2, 1}}};
   Item a, b, copy(a);
-  EXPECT_TRUE(a.getId() != b.getId() && copy.getId() == a.getId());
+  EXPECT_NE(a.getId(), b.getId());
+  EXPECT_EQ(copy.getId(), a.getId());
   copy = Item(id);
   THandle<QueueDevice> device(new QueueDevice);
   Stream stream(device.get());
@@ -61,19 +62,22 @@ class Named : public CallbackBase<void, unsigned int> {
   String getIdentity() override { return L"named"; }
 };
 
-// Calls through handlers, and equality of two handlers around one function
-// or of two different ones, are seen at work in the Tick tests.
+// Calls through handlers, and equality of handlers around plain functions,
+// are seen at work in the Tick tests.
 TEST(CallbackTest, HandlersAreEqualWhenTheirIdentitiesAre) {
   using Handler = CallbackHandler<void, unsigned int>;
   using Callback = THandle<CallbackBase<void, unsigned int>>;
   String address;
   address.format(L"%p", reinterpret_cast<void*>(keep));
   const Handler handler(keep), named(Callback(new Named));
-  EXPECT_TRUE(handler.getIdentity() == address && handler.getIdentity() == address) << "once made, once kept";
+  EXPECT_EQ(handler.getIdentity(), address) << "when made";
+  EXPECT_EQ(handler.getIdentity(), address) << "when kept";
   const std::tuple<Handler, Handler, bool> cases[] = {
       {{}, {}, true}, {{}, keep, false}, {named, Handler(Callback(new Named)), true}, {named, keep, false}};
   for (const auto& [a, b, equal] : cases) EXPECT_EQ(a == b, equal) << a.getIdentity().getBuffer();
-  EXPECT_STREQ((CallbackFunction<void, unsigned int>::createInstance(keep)->getClassName()), L"CallbackFunction");
+  EXPECT_EQ(Handler().getIdentity(), String()) << "an empty handler";
+  EXPECT_STREQ((CallbackFunction<void, unsigned int>::createInstance(keep)->getClassName()),
+               L"CallbackFunction");
   EXPECT_STREQ(Callback(new Named)->getClassName(), L"CallbackBase");
 }
 
