@@ -121,13 +121,12 @@ TEST(StringReading, LengthIndexAndSubStringCountCharactersInsideTheText) {
   EXPECT_EQ(bytesOf(u.getSubString(1, 2)), "x\xC3\xA9");
   EXPECT_EQ(bytesOf(u.getSubString(2, 100)), "\xC3\xA9");
   EXPECT_TRUE(isSharedEmpty(u.getSubString(7, 1)));
-  EXPECT_EQ(s.getSubString(6, 5), L"world");
   EXPECT_EQ(s.getSubString(0, 11).getBuffer(), s.getBuffer());
-  EXPECT_EQ(s.getSubString(0, 10), L"hello worl");
-  EXPECT_TRUE(isSharedEmpty(s.getSubString(3, 0)));
-  EXPECT_EQ(s.getSubString(9, 100), L"ld");
-  EXPECT_TRUE(isSharedEmpty(s.getSubString(100, 2)));
-  EXPECT_EQ(s.getSubString(-5, 2), L"he");
+  for (const auto& [start, count, part] : {std::tuple{6, 5, L"world"}, {0, 10, L"hello worl"}, {3, 0, L""},
+                                           {9, 100, L"ld"}, {100, 2, L""}, {-5, 2, L"he"}}) {
+    EXPECT_EQ(s.getSubString(start, count), part) << start;
+    EXPECT_EQ(isSharedEmpty(s.getSubString(start, count)), *part == 0) << start;
+  }
 }
 
 // --- Comparison -----------------------------------------------------------
@@ -135,20 +134,16 @@ TEST(StringReading, LengthIndexAndSubStringCountCharactersInsideTheText) {
 std::wstring widen(const char* text) { return text ? std::wstring(text, text + std::strlen(text)) : L""; }
 
 TEST(StringComparison, SignOfTheFirstDifferingCharacterInEachForm) {
-  struct Case {
-    const char* left;
-    const char* right;
-    int expected;
-  } cases[] = {{"abc", "abc", 0}, {"abc", "abd", -1},  {"abc", "abb", 1},   {"abc", "ab", 1},
-               {"abc", "abcd", -1}, {"abc", nullptr, 1}, {"", nullptr, 0}};
-  for (const Case& c : cases) {
-    const std::wstring left = widen(c.left), right = widen(c.right);
-    const wchar_t* rightText = c.right ? right.c_str() : nullptr;
-    EXPECT_EQ(String(left.c_str()).compare(rightText), c.expected) << c.left;
-    EXPECT_EQ(String(left.c_str()).compare(String(rightText)), c.expected) << c.left;
-    EXPECT_EQ(String(rightText).compare(String(left.c_str())), -c.expected) << c.left;
-    EXPECT_EQ(StringAnsi(c.left).compare(c.right), c.expected) << c.left;
-    EXPECT_EQ(StringUtf8(u8(c.left)).compare(c.right ? u8(c.right) : nullptr), c.expected) << c.left;
+  const std::tuple<const char*, const char*, int> cases[] = {{"abc", "abc", 0}, {"abc", "abd", -1}, {"abc", "abb", 1},
+      {"abc", "ab", 1}, {"abc", "abcd", -1}, {"abc", nullptr, 1}, {"", nullptr, 0}};
+  for (const auto& [leftBytes, rightBytes, expected] : cases) {
+    const std::wstring left = widen(leftBytes), right = widen(rightBytes);
+    const wchar_t* rightText = rightBytes ? right.c_str() : nullptr;
+    EXPECT_EQ(String(left.c_str()).compare(rightText), expected) << leftBytes;
+    EXPECT_EQ(String(left.c_str()).compare(String(rightText)), expected) << leftBytes;
+    EXPECT_EQ(String(rightText).compare(String(left.c_str())), -expected) << leftBytes;
+    EXPECT_EQ(StringAnsi(leftBytes).compare(rightBytes), expected) << leftBytes;
+    EXPECT_EQ(StringUtf8(u8(leftBytes)).compare(rightBytes ? u8(rightBytes) : nullptr), expected) << leftBytes;
   }
   EXPECT_EQ(StringUtf8(u8("\xC3\xA9")).compare(u8("z")), 1);  // Code 0xE9 against 'z'.
   EXPECT_EQ(String(L"\u00e9").compare(L"z"), 1);
@@ -236,21 +231,10 @@ TEST(StringFind, PositionsOfCharactersAndTexts) {
                     {StringUtf8(u8("x\xE4\xB8\xAD")).find(u8("x\xE4\xB8")), -1},
                     {StringUtf8(u8("a\xC3" "b\xC3\xA9")).find(u8("\xC3")), 1},
                     {StringUtf8(u8("abcd")).find(u8("d\xE2\x82\xAC")), -1}, {ansi.find("\xD0\xCE"), -1},
-                    {ansi.find("\xCE\xC4"), 2}});
-}
-
-TEST(StringFind, TheCharacterZeroFindsTheTerminatorFromAnyStartUpToTheLength) {
-  const String wide(L"abc");
-  const StringUtf8 utf8(u8("ab\xC3\xA9"));
-  const StringAnsi ansi("ab\xD6\xD0");
-  for (int start = 0; start <= 3; ++start) {
-    EXPECT_EACH({{wide.find(0, start), 3}, {utf8.find(0, start), 4}, {ansi.find(0, start), 4}});
-  }
-  // At the end nothing but the terminator is found.
-  for (int character : {int{'a'}, int{'c'}, 0xE9, 1}) {
-    EXPECT_EACH({{wide.find(character, 3), -1}, {utf8.find(character, 3), -1}, {ansi.find(character, 3), -1}});
-  }
-  EXPECT_EQ(wide.find(0, 4), -1);
+                    {ansi.find("\xCE\xC4"), 2},
+                    // The character 0 finds the terminator from any start up to the length.
+                    {s.find(0, 11), 11}, {u.find(0, 1), 6}, {u.find(0, 4), 6}, {ansi.find(0, 2), 4},
+                    {u.find('x', 4), -1}, {u.find(0, 5), -1}});
 }
 
 // --- Format ---------------------------------------------------------------
