@@ -187,12 +187,10 @@ TEST(StringTrim, RemovesTheSixAsciiSpacesByCharacter) {
   String nbsp(L"\u00A0x\u00A0");
   const wchar_t* block = nbsp.getBuffer();
   EXPECT_EQ(nbsp.trim().getBuffer(), block);
-  String spaces(L"   ");
-  EXPECT_TRUE(isSharedEmpty(spaces.trim()));
-  StringUtf8 u(u8("  \xC3\xA9 \xE2\x82\xAC  "));
-  EXPECT_EQ(bytesOf(u.trim()), "\xC3\xA9 \xE2\x82\xAC");
-  StringUtf8 stray(u8("\x89x\x89"));  // Stray bytes decode to U+FFFD, no space.
-  EXPECT_EQ(bytesOf(stray.trim()), "\x89x\x89");
+  EXPECT_TRUE(isSharedEmpty(String(L"   ").trim()));
+  EXPECT_EQ(bytesOf(StringUtf8(u8("  \xC3\xA9 \xE2\x82\xAC  ")).trim()), "\xC3\xA9 \xE2\x82\xAC");
+  // Stray bytes decode to U+FFFD, no space.
+  EXPECT_EQ(bytesOf(StringUtf8(u8("\x89x\x89")).trim()), "\x89x\x89");
   StringAnsi a("  ab  ");
   EXPECT_STREQ(a.trimLeft().getBuffer(), "ab  ");
   EXPECT_STREQ(a.trimRight().getBuffer(), "ab");
@@ -208,8 +206,8 @@ TEST(StringCase, ChangesAsciiUnitsOfTheOneCopyOnly) {
   EXPECT_EQ(b.lowerCase(), L"mixed \u00e9 case 1");
   EXPECT_EQ(b.getBuffer(), own);
   EXPECT_TRUE(isSharedEmpty(String().upperCase()));
-  StringAnsi trail("\x81" "a");  // Unit by unit: a trail byte changes too.
-  EXPECT_STREQ(trail.upperCase().getBuffer(), "\x81" "A");
+  // Unit by unit: a trail byte changes too.
+  EXPECT_STREQ(StringAnsi("\x81" "a").upperCase().getBuffer(), "\x81" "A");
 }
 
 // --- Find -----------------------------------------------------------------
