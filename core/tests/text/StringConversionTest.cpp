@@ -140,7 +140,7 @@ TEST_F(StringConversion, RealCodePagesConvertBothWays) {
       {1251, "\xCF\xF0\xE8\xE2\xE5\xF2", L"\u041F\u0440\u0438\u0432\u0435\u0442"},
       {949, "\xC7\xD1\xB1\xB9", L"\uD55C\uAD6D"},
       {50225, "\x1B$)C\x0EGQ19\x0F", L"\uD55C\uAD6D"},
-      {65001, "\xE2\x82\xAC", L"\u20AC"}};
+      {65001, "\xE2\x82\xAC", L"\u20AC"}, {1252, "\x80", L"\u20AC"}};
   for (const auto& [codePage, bytes, text] : samples) {
     setCodePage(codePage);
     EXPECT_EQ(StringHelper::ansiToWide(bytes), text) << codePage;
