@@ -64,9 +64,9 @@ TEST_F(StringConversion, StringsWalkThroughTheCodePage) {
   int code = -1;
   const char* const end = stringChar(lead + 1, code);
   EXPECT_EACH({{saved, 0},  // The start value; every test restores it.
-                    {stringCharLength("\xD6\xD0"), 2}, {stringCharLength("A"), 1}, {stringLength("\xD6\xD0" "a"), 2},
-                    {stringLength("\x41\xB0"), 1},  // A lead before the terminator isn't counted.
-                    {end - lead, 2}, {stringChar(end, code) - lead, 2}, {code, 0}});
+               {stringCharLength("\xD6\xD0"), 2}, {stringCharLength("A"), 1}, {stringLength("\xD6\xD0" "a"), 2},
+               {stringLength("\x41\xB0"), 1},  // A lead before the terminator isn't counted.
+               {end - lead, 2}, {stringChar(end, code) - lead, 2}, {code, 0}});
   setCodePage(936);
   const char* text = "a\xD6\xD0" "b";
   const char* position = text + 4;

@@ -133,16 +133,17 @@ TEST(StringReading, LengthIndexAndSubStringCountCharactersInsideTheText) {
 std::wstring widen(const char* text) { return text ? std::wstring(text, text + std::strlen(text)) : L""; }
 
 TEST(StringComparison, SignOfTheFirstDifferingCharacterInEachForm) {
-  const std::tuple<const char*, const char*, int> cases[] = {{"abc", "abc", 0}, {"abc", "abd", -1}, {"abc", "abb", 1},
-      {"abc", "ab", 1}, {"abc", "abcd", -1}, {"abc", nullptr, 1}, {"", nullptr, 0}};
-  for (const auto& [leftBytes, rightBytes, expected] : cases) {
-    const std::wstring left = widen(leftBytes), right = widen(rightBytes);
-    const wchar_t* rightText = rightBytes ? right.c_str() : nullptr;
-    EXPECT_EQ(String(left.c_str()).compare(rightText), expected) << leftBytes;
-    EXPECT_EQ(String(left.c_str()).compare(String(rightText)), expected) << leftBytes;
-    EXPECT_EQ(String(rightText).compare(String(left.c_str())), -expected) << leftBytes;
-    EXPECT_EQ(StringAnsi(leftBytes).compare(rightBytes), expected) << leftBytes;
-    EXPECT_EQ(StringUtf8(u8(leftBytes)).compare(rightBytes ? u8(rightBytes) : nullptr), expected) << leftBytes;
+  const std::tuple<const char*, const char*, int> cases[] = {
+      {"abc", "abc", 0}, {"abc", "abd", -1}, {"abc", "abb", 1}, {"abc", "ab", 1},
+      {"abc", "abcd", -1}, {"abc", nullptr, 1}, {"", nullptr, 0}};
+  for (const auto& [leftText, rightText, expected] : cases) {
+    const std::wstring left = widen(leftText), right = widen(rightText);
+    const wchar_t* wideRight = rightText ? right.c_str() : nullptr;
+    EXPECT_EQ(String(left.c_str()).compare(wideRight), expected) << leftText;
+    EXPECT_EQ(String(left.c_str()).compare(String(wideRight)), expected) << leftText;
+    EXPECT_EQ(String(wideRight).compare(String(left.c_str())), -expected) << leftText;
+    EXPECT_EQ(StringAnsi(leftText).compare(rightText), expected) << leftText;
+    EXPECT_EQ(StringUtf8(u8(leftText)).compare(rightText ? u8(rightText) : nullptr), expected) << leftText;
   }
   EXPECT_EQ(StringUtf8(u8("\xC3\xA9")).compare(u8("z")), 1);  // Code 0xE9 against 'z'.
   EXPECT_EQ(String(L"\u00e9").compare(L"z"), 1);

@@ -177,11 +177,12 @@ TEST(Utf8Primitives, CharToStringWritesTheLowSixteenBitsInOneToThreeBytes) {
 TEST(Utf8Primitives, TheWalkDecodesAsTheConversionDoesForwardAndBack) {
   // The text, its characters, and the bytes of each character. Broken
   // sequences give U+FFFD per maximal broken part, as utf8ToWide does.
-  const std::tuple<const char*, const wchar_t*, const char*> cases[] = {{"A\xD0\xB0\xE2\x82\xAC", L"A\u0430\u20AC", "123"}, {"\xF0\x9F\x98\x80x", L"\U0001F600x", "41"},
-               {"\xE4" "A", L"\uFFFDA", "11"}, {"\xC0\x80", L"\uFFFD\uFFFD", "11"},
-               {"\xED\xA0\x80", L"\uFFFD\uFFFD\uFFFD", "111"}, {"\xE2\x82" "x", L"\uFFFDx", "21"},
-               {"\x80\xC3\xA9", L"\uFFFD\u00E9", "12"}, {"a\xE2", L"a\uFFFD", "11"},
-               {"\xC3\x80\x80\x80\x80", L"\u00C0\uFFFD\uFFFD\uFFFD", "2111"}};
+  const std::tuple<const char*, const wchar_t*, const char*> cases[] = {
+      {"A\xD0\xB0\xE2\x82\xAC", L"A\u0430\u20AC", "123"}, {"\xF0\x9F\x98\x80x", L"\U0001F600x", "41"},
+      {"\xE4" "A", L"\uFFFDA", "11"}, {"\xC0\x80", L"\uFFFD\uFFFD", "11"},
+      {"\xED\xA0\x80", L"\uFFFD\uFFFD\uFFFD", "111"}, {"\xE2\x82" "x", L"\uFFFDx", "21"},
+      {"\x80\xC3\xA9", L"\uFFFD\u00E9", "12"}, {"a\xE2", L"a\uFFFD", "11"},
+      {"\xC3\x80\x80\x80\x80", L"\u00C0\uFFFD\uFFFD\uFFFD", "2111"}};
   for (const auto& [bytes, characters, lengths] : cases) {
     const unsigned char* const text = test::u8(bytes);
     EXPECT_EQ(StringHelper::utf8ToWide(text), characters) << bytes;
