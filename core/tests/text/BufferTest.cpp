@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <tuple>
 
 #include "text/StringTestSupport.h"
 
@@ -68,18 +69,14 @@ TEST(BufferHex, BadTextAnswersFalse) {
   EXPECT_FALSE(odd.convertFromHex(String(L"abc")));
   EXPECT_EQ(odd, bytes({7, 8}));  // Untouched.
   // A bad character stops with the new size and the bytes so far.
-  struct Case {
-    const wchar_t* text;
-    int size;
-    int first;  // -1: not decoded
-  } cases[] = {{L"12g4", 2, 0x12}, {L"abc!", 2, 0xAB}, {L" 1", 1, -1}, {L"\uFF10\uFF10", 1, -1}, {L"0\u0131", 1, -1}};
-  for (const Case& c : cases) {
+  // {text, size, first byte}; a first byte of 7 was not decoded.
+  const std::tuple<const wchar_t*, int, int> cases[] = {
+      {L"12g4", 2, 0x12}, {L"abc!", 2, 0xAB}, {L" 1", 1, 7}, {L"\uFF10\uFF10", 1, 7}, {L"0\u0131", 1, 7}};
+  for (const auto& [text, size, first] : cases) {
     Buffer buffer = bytes({7});
-    EXPECT_FALSE(buffer.convertFromHex(String(c.text)));
-    EXPECT_EQ(buffer.getBufferSize(), c.size);
-    if (c.first >= 0) {
-      EXPECT_EQ(at(buffer)[0], c.first);
-    }
+    EXPECT_FALSE(buffer.convertFromHex(String(text))) << text;
+    EXPECT_EQ(buffer.getBufferSize(), size) << text;
+    EXPECT_EQ(at(buffer)[0], first) << text;
   }
 }
 

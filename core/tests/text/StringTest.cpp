@@ -99,16 +99,15 @@ TEST(StringBlocks, AFailedAllocationIsLoggedAndGivesNoBlock) {
 
 TEST(StringReading, CountsAreInCharactersAndStopAtTheEnd) {
   EXPECT_EQ(String(L"abcdef", 3), L"abc");
-  EXPECT_TRUE(isSharedEmpty(String(L"abc", -2)));
   const wchar_t padded[6] = {L'a', L'b', 0, 0, 0, 0};
-  EXPECT_EQ(String(padded, 6).getBufferLength(), 3 * kW);
-  EXPECT_EQ(String(L"ab", 1000).getBufferLength(), 3 * kW);  // Nothing beyond is read.
+  EXPECT_EACH({{isSharedEmpty(String(L"abc", -2)), true}, {isSharedEmpty(StringAnsi(0)), true},
+               {String(padded, 6).getBufferLength(), 3 * kW},
+               {String(L"ab", 1000).getBufferLength(), 3 * kW},  // Nothing beyond is read.
+               {String(0x1F600).getBuffer()[0], 0x1F600}});
   EXPECT_EQ(bytesOf(StringUtf8(u8("\xC3\xA9\xE2\x82\xAC" "x"), 2)), "\xC3\xA9\xE2\x82\xAC");
   EXPECT_EQ(bytesOf(StringUtf8(u8("\xC3\xA9"), 9)), "\xC3\xA9");
   EXPECT_STREQ(StringAnsi("\xD6\xD0" "ab", 2).getBuffer(), "\xD6\xD0" "a");
   EXPECT_STREQ(StringAnsi("a\xD6", 5).getBuffer(), "a\xD6");
-  EXPECT_EQ(String(0x1F600).getBuffer()[0], static_cast<wchar_t>(0x1F600));
-  EXPECT_TRUE(isSharedEmpty(StringAnsi(0)));
   EXPECT_STREQ(StringAnsi(65).getBuffer(), "A");
 }
 
@@ -122,13 +121,12 @@ TEST(StringReading, LengthIndexAndSubStringCountCharactersInsideTheText) {
   EXPECT_EQ(bytesOf(u.getSubString(1, 2)), "x\xC3\xA9");
   EXPECT_EQ(bytesOf(u.getSubString(2, 100)), "\xC3\xA9");
   EXPECT_TRUE(isSharedEmpty(u.getSubString(7, 1)));
-  EXPECT_EQ(s.getSubString(6, 5), L"world");
   EXPECT_EQ(s.getSubString(0, 11).getBuffer(), s.getBuffer());
-  EXPECT_EQ(s.getSubString(0, 10), L"hello worl");
-  EXPECT_TRUE(isSharedEmpty(s.getSubString(3, 0)));
-  EXPECT_EQ(s.getSubString(9, 100), L"ld");
-  EXPECT_TRUE(isSharedEmpty(s.getSubString(100, 2)));
-  EXPECT_EQ(s.getSubString(-5, 2), L"he");
+  for (const auto& [start, count, part] : {std::tuple{6, 5, L"world"}, {0, 10, L"hello worl"}, {3, 0, L""},
+                                           {9, 100, L"ld"}, {100, 2, L""}, {-5, 2, L"he"}}) {
+    EXPECT_EQ(s.getSubString(start, count), part) << start;
+    EXPECT_EQ(isSharedEmpty(s.getSubString(start, count)), *part == 0) << start;
+  }
 }
 
 // --- Comparison -----------------------------------------------------------
@@ -136,20 +134,17 @@ TEST(StringReading, LengthIndexAndSubStringCountCharactersInsideTheText) {
 std::wstring widen(const char* text) { return text ? std::wstring(text, text + std::strlen(text)) : L""; }
 
 TEST(StringComparison, SignOfTheFirstDifferingCharacterInEachForm) {
-  struct Case {
-    const char* left;
-    const char* right;
-    int expected;
-  } cases[] = {{"abc", "abc", 0}, {"abc", "abd", -1},  {"abc", "abb", 1},   {"abc", "ab", 1},
-               {"abc", "abcd", -1}, {"abc", nullptr, 1}, {"", nullptr, 0}};
-  for (const Case& c : cases) {
-    const std::wstring left = widen(c.left), right = widen(c.right);
-    const wchar_t* rightText = c.right ? right.c_str() : nullptr;
-    EXPECT_EQ(String(left.c_str()).compare(rightText), c.expected) << c.left;
-    EXPECT_EQ(String(left.c_str()).compare(String(rightText)), c.expected) << c.left;
-    EXPECT_EQ(String(rightText).compare(String(left.c_str())), -c.expected) << c.left;
-    EXPECT_EQ(StringAnsi(c.left).compare(c.right), c.expected) << c.left;
-    EXPECT_EQ(StringUtf8(u8(c.left)).compare(c.right ? u8(c.right) : nullptr), c.expected) << c.left;
+  const std::tuple<const char*, const char*, int> cases[] = {
+      {"abc", "abc", 0}, {"abc", "abd", -1}, {"abc", "abb", 1}, {"abc", "ab", 1},
+      {"abc", "abcd", -1}, {"abc", nullptr, 1}, {"", nullptr, 0}};
+  for (const auto& [leftText, rightText, expected] : cases) {
+    const std::wstring left = widen(leftText), right = widen(rightText);
+    const wchar_t* wideRight = rightText ? right.c_str() : nullptr;
+    EXPECT_EQ(String(left.c_str()).compare(wideRight), expected) << leftText;
+    EXPECT_EQ(String(left.c_str()).compare(String(wideRight)), expected) << leftText;
+    EXPECT_EQ(String(wideRight).compare(String(left.c_str())), -expected) << leftText;
+    EXPECT_EQ(StringAnsi(leftText).compare(rightText), expected) << leftText;
+    EXPECT_EQ(StringUtf8(u8(leftText)).compare(rightText ? u8(rightText) : nullptr), expected) << leftText;
   }
   EXPECT_EQ(StringUtf8(u8("\xC3\xA9")).compare(u8("z")), 1);  // Code 0xE9 against 'z'.
   EXPECT_EQ(String(L"\u00e9").compare(L"z"), 1);
@@ -194,29 +189,27 @@ TEST(StringTrim, RemovesTheSixAsciiSpacesByCharacter) {
   String nbsp(L"\u00A0x\u00A0");
   const wchar_t* block = nbsp.getBuffer();
   EXPECT_EQ(nbsp.trim().getBuffer(), block);
-  String spaces(L"   ");
-  EXPECT_TRUE(isSharedEmpty(spaces.trim()));
-  StringUtf8 u(u8("  \xC3\xA9 \xE2\x82\xAC  "));
-  EXPECT_EQ(bytesOf(u.trim()), "\xC3\xA9 \xE2\x82\xAC");
-  StringUtf8 stray(u8("\x89x\x89"));  // Stray bytes decode to U+FFFD, no space.
-  EXPECT_EQ(bytesOf(stray.trim()), "\x89x\x89");
+  EXPECT_TRUE(isSharedEmpty(String(L"   ").trim()));
+  EXPECT_EQ(bytesOf(StringUtf8(u8("  \xC3\xA9 \xE2\x82\xAC  ")).trim()), "\xC3\xA9 \xE2\x82\xAC");
+  // Stray bytes decode to U+FFFD, no space.
+  EXPECT_EQ(bytesOf(StringUtf8(u8("\x89x\x89")).trim()), "\x89x\x89");
   StringAnsi a("  ab  ");
   EXPECT_STREQ(a.trimLeft().getBuffer(), "ab  ");
   EXPECT_STREQ(a.trimRight().getBuffer(), "ab");
 }
 
 TEST(StringCase, ChangesAsciiUnitsOfTheOneCopyOnly) {
-  String a(L"Mixed \u00e9 Case 1");
+  String a(L"Mixed \u00e9 Case z");
   String b = a;
-  EXPECT_EQ(b.upperCase(), L"MIXED \u00e9 CASE 1");
-  EXPECT_EQ(a, L"Mixed \u00e9 Case 1");
+  EXPECT_EQ(b.upperCase(), L"MIXED \u00e9 CASE Z");
+  EXPECT_EQ(a, L"Mixed \u00e9 Case z");
   EXPECT_EQ(refs(a), 1);
   const wchar_t* own = b.getBuffer();
-  EXPECT_EQ(b.lowerCase(), L"mixed \u00e9 case 1");
+  EXPECT_EQ(b.lowerCase(), L"mixed \u00e9 case z");
   EXPECT_EQ(b.getBuffer(), own);
   EXPECT_TRUE(isSharedEmpty(String().upperCase()));
-  StringAnsi trail("\x81" "a");  // Unit by unit: a trail byte changes too.
-  EXPECT_STREQ(trail.upperCase().getBuffer(), "\x81" "A");
+  // Unit by unit: a trail byte changes too.
+  EXPECT_STREQ(StringAnsi("\x81" "a").upperCase().getBuffer(), "\x81" "A");
 }
 
 // --- Find -----------------------------------------------------------------
@@ -237,7 +230,12 @@ TEST(StringFind, PositionsOfCharactersAndTexts) {
                     {StringUtf8(u8("x\xE4\xB8\xAD")).find(u8("x\xE4\xB8")), -1},
                     {StringUtf8(u8("a\xC3" "b\xC3\xA9")).find(u8("\xC3")), 1},
                     {StringUtf8(u8("abcd")).find(u8("d\xE2\x82\xAC")), -1}, {ansi.find("\xD0\xCE"), -1},
-                    {ansi.find("\xCE\xC4"), 2}});
+                    {ansi.find("\xCE\xC4"), 2},
+                    // The character 0 finds the terminator from any start up to the length.
+                    {s.find(0, 11), 11}, {u.find(0, 1), 6}, {u.find(0, 4), 6}, {ansi.find(0, 2), 4},
+                    {u.find('x', 4), -1}, {u.find(0, 5), -1},
+                    // A false start whose second unit differs.
+                    {String(L"axcabc").find(L"abc"), 3}});
 }
 
 TEST(StringFind, ACharacterInATextWhoseLengthIsNotKnownYet) {
@@ -246,20 +244,6 @@ TEST(StringFind, ACharacterInATextWhoseLengthIsNotKnownYet) {
   const String s = block.finish();
   // The first search measures the text; the second finds the length known.
   EXPECT_EACH({{s.find(L'b', 2), 4}, {s.find(L'a', 1), 3}, {s.find(L'z'), -1}});
-}
-
-TEST(StringFind, TheCharacterZeroFindsTheTerminatorFromAnyStartUpToTheLength) {
-  const String wide(L"abc");
-  const StringUtf8 utf8(u8("ab\xC3\xA9"));
-  const StringAnsi ansi("ab\xD6\xD0");
-  for (int start = 0; start <= 3; ++start) {
-    EXPECT_EACH({{wide.find(0, start), 3}, {utf8.find(0, start), 4}, {ansi.find(0, start), 4}});
-  }
-  // At the end nothing but the terminator is found.
-  for (int character : {int{'a'}, int{'c'}, 0xE9, 1}) {
-    EXPECT_EACH({{wide.find(character, 3), -1}, {utf8.find(character, 3), -1}, {ansi.find(character, 3), -1}});
-  }
-  EXPECT_EQ(wide.find(0, 4), -1);
 }
 
 // --- Format ---------------------------------------------------------------

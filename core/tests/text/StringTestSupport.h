@@ -40,7 +40,8 @@ inline std::string bytesOf(const StringUtf8& s) { return reinterpret_cast<const 
 inline void expectEach(int line, std::initializer_list<std::pair<long long, long long>> rows) {
   int row = 0;
   for (const auto& [result, expected] : rows) {
-    EXPECT_EQ(result, expected) << "row " << row++ << " of the list at line " << line;
+    EXPECT_EQ(result, expected) << "row " << row << " of the list at line " << line;
+    ++row;
   }
 }
 
