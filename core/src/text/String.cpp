@@ -73,7 +73,11 @@ long long findUnits(const T* text, std::size_t length, const T* needle, std::siz
     while (p <= last) {
       p = std::wmemchr(p, needle[0], static_cast<std::size_t>(last - p) + 1);
       if (!p) return -1;
-      if (std::wmemcmp(p + 1, needle + 1, needleLength - 1) == 0) return p - text;
+      // The second unit, looked at in place, turns most false starts away
+      // without a call.
+      if (needleLength == 1 || (p[1] == needle[1] && std::wmemcmp(p + 2, needle + 2, needleLength - 2) == 0)) {
+        return p - text;
+      }
       ++p;
     }
     return -1;
