@@ -458,9 +458,7 @@ int TString<T>::findCharacter(int character, int start) const {
   if (length < 1 || start < 0 || start > length) return -1;
   if constexpr (kWide<T>) {
     if (character == 0) return length;
-    const wchar_t* hit = std::wmemchr(_buffer + start, static_cast<wchar_t>(character),
-                                      static_cast<std::size_t>(length - start));
-    return hit ? static_cast<int>(hit - _buffer) : -1;
+    return findUnit(_buffer, start, length, static_cast<wchar_t>(character));
   } else {
     const T* p = _buffer;
     for (int i = 0; i < start; ++i) p = nextCharacter(p);

@@ -172,9 +172,7 @@ class ORVO_API TString {
       // common case costs the C library's wmemchr and no call of its own.
       const int length = getData()->length.load(std::memory_order_acquire);
       if (length > 0 && character != 0 && start >= 0 && start <= length) {
-        const wchar_t* hit = std::wmemchr(_buffer + start, static_cast<wchar_t>(character),
-                                          static_cast<std::size_t>(length - start));
-        return hit ? static_cast<int>(hit - _buffer) : -1;
+        return findUnit(_buffer, start, length, static_cast<wchar_t>(character));
       }
     }
     return findCharacter(character, start);
@@ -268,6 +266,11 @@ class ORVO_API TString {
   int compareBlocks(const TString& other) const;
   // find of a character for the cases the inline search leaves.
   int findCharacter(int character, int start) const;
+  // The first `unit` among units [start, length) of a wide text, or -1.
+  static int findUnit(const wchar_t* text, int start, int length, wchar_t unit) noexcept {
+    const wchar_t* hit = std::wmemchr(text + start, unit, static_cast<std::size_t>(length - start));
+    return hit ? static_cast<int>(hit - text) : -1;
+  }
   // Character `index`, or the terminator for an index beyond the text.
   const T* characterAt(int index) const;
   void fork();
