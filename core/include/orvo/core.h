@@ -7,6 +7,7 @@
 #include <orvo/core/Buffer.h>
 #include <orvo/core/CallStack.h>
 #include <orvo/core/ClassFactory.h>
+#include <orvo/core/ClockGenerator.h>
 #include <orvo/core/Callback.h>
 #include <orvo/core/Character.h>
 #include <orvo/core/CodePage.h>
@@ -26,6 +27,7 @@
 #include <orvo/core/ObjectPool.h>
 #include <orvo/core/Output.h>
 #include <orvo/core/Point.h>
+#include <orvo/core/PulseGenerator.h>
 #include <orvo/core/Quaternion.h>
 #include <orvo/core/Rect.h>
 #include <orvo/core/ReferenceCount.h>
