@@ -83,10 +83,11 @@ def median(program, process, name, measure):
     if (program, process) not in runs:
         runs[program, process] = load(program, process)
     entry = (runs[program, process] or {}).get(name)
-    if entry is None or (measure != "time" and measure not in entry):
+    if entry is None or (measure not in ("time", "real_time") and measure not in entry):
         return None
-    if measure == "time":
-        return entry["cpu_time"] * NS_PER_UNIT[entry["time_unit"]]
+    if measure in ("time", "real_time"):
+        key = "cpu_time" if measure == "time" else "real_time"
+        return entry[key] * NS_PER_UNIT[entry["time_unit"]]
     if measure == "bytes_per_second":
         return entry[measure] / 1e9
     return entry[measure] * 1e9  # a rate inverted: seconds per item

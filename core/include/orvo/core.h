@@ -42,6 +42,7 @@
 #include <orvo/core/StringConvert.h>
 #include <orvo/core/StringHelper.h>
 #include <orvo/core/System.h>
+#include <orvo/core/Thread.h>
 #include <orvo/core/Tick.h>
 #include <orvo/core/Time.h>
 #include <orvo/core/Unknown.h>
