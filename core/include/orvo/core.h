@@ -34,6 +34,7 @@
 #include <orvo/core/Resource.h>
 #include <orvo/core/SecureIO.h>
 #include <orvo/core/Semaphore.h>
+#include <orvo/core/ServiceSystem.h>
 #include <orvo/core/SharedPtr.h>
 #include <orvo/core/Singleton.h>
 #include <orvo/core/SpinLock.h>
