@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
 
 #include <orvo/core/Exception.h>
 #include <orvo/core/PropertyText.h>
@@ -95,17 +96,16 @@ TEST(PropertyTextTest, NormalizeRaisesOnABadLaterItem) {
 // region it is confined to.
 TEST(PropertyTextTest, BraceTableAgreesWithTheScan) {
   using property::PropertyTextReader;
-  for (const std::wstring text : {L"a{b{c}d}e{\\}}", L"{{\\\\}{}}x{{}", L"#{\n{a\\{}}{"}) {
+  for (const std::wstring_view text : {L"a{b{c}d}e{\\}}", L"{{\\\\}{}}x{{}", L"#{\n{a\\{}}{"}) {
     const property::BraceMatches braces(text);
     for (std::size_t from = 0; from < text.size(); ++from) {
       if (from > 0 && text[from - 1] == L'\\') continue;  // Frames never start there.
       for (std::size_t to = from; to <= text.size(); ++to) {
-        PropertyTextReader scan(std::wstring_view(text).substr(0, to));
-        PropertyTextReader table(std::wstring_view(text).substr(0, to), &braces);
-        scan.enter(std::wstring_view(text).substr(from, to - from));
-        table.enter(std::wstring_view(text).substr(from, to - from));
+        PropertyTextReader scan(text.substr(0, to)), table(text.substr(0, to), &braces);
+        scan.enter(text.substr(from, to - from));
+        table.enter(text.substr(from, to - from));
         std::wstring_view scanned, tabled;
-        EXPECT_EQ(scan.findValue(scanned), table.findValue(tabled)) << text << " " << from << " " << to;
+        EXPECT_EQ(scan.findValue(scanned), table.findValue(tabled)) << text.data() << " " << from << " " << to;
         EXPECT_EQ(scanned, tabled);
       }
     }
