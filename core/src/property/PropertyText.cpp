@@ -1,9 +1,11 @@
 #include <orvo/core/PropertyText.h>
 
-#include <string>
+#include <cwchar>
+#include <limits>
 #include <vector>
 
 #include "property/PropertyTextReader.h"
+#include "text/StringBlock.h"
 
 namespace orvo {
 
@@ -39,9 +41,67 @@ bool isStructuredValue(PropertyTextReader probe, std::wstring_view value) {
   return isStructured(probe);
 }
 
-void appendIndent(std::wstring& out, const String& indent, std::size_t depth) {
-  out.append(indent.getBuffer(), static_cast<std::size_t>(indent.getLength()));
-  out.append(depth, L'\t');
+// The pretty-printer's output: counted in a first pass, with no place to
+// write to, then written into a block of exactly that size.
+class PrintedText {
+ public:
+  explicit PrintedText(wchar_t* out = nullptr) : _out(out) {}
+  std::size_t size() const { return _size; }
+
+  void put(std::wstring_view part) {
+    if (_out) std::wmemcpy(_out + _size, part.data(), part.size());
+    _size += part.size();
+  }
+  void putIndent(const String& indent, std::size_t depth) {
+    put(viewOf(indent));
+    if (_out) std::wmemset(_out + _size, L'\t', depth);
+    _size += depth;
+  }
+
+ private:
+  wchar_t* _out;
+  std::size_t _size = 0;
+};
+
+// Each item is written where it is read; a structured value is entered in
+// place rather than printed by a call of its own, so that deep nesting costs
+// neither stack nor copies of the value. The stack of entered values stands
+// for the indent: one tab per level below `indent`.
+void printItems(PropertyTextReader reader, const String& indent, PrintedText& out) {
+  std::vector<PropertyTextReader::Region> entered;
+  bool first = true;
+  reader.trimEnd();
+  for (;;) {
+    reader.skipWhiteSpace();
+    if (reader.atEnd()) {
+      if (entered.empty()) return;
+      reader.leave(entered.back());
+      entered.pop_back();
+      out.put(L"\r\n");
+      out.putIndent(indent, entered.size());
+      out.put(L"}");
+      continue;
+    }
+    const PropertyTextReader::Item item = reader.readItem();
+    if (!first) out.put(L"\r\n");
+    first = false;
+    out.putIndent(indent, entered.size());
+    out.put(item.name);
+    if (!item.type.empty()) {
+      out.put(L":");
+      out.put(item.type);
+    }
+    out.put(L"{");
+    if (isStructuredValue(reader, item.value)) {
+      out.put(L"\r\n");
+      entered.push_back(reader.enter(item.value));
+      reader.trimEnd();
+      first = true;
+    } else {
+      out.put(item.value);
+      out.put(L"}");
+    }
+  }
 }
 
 }  // namespace
@@ -76,49 +136,21 @@ String readPropertyValue(String& text) {
   return value;
 }
 
-// Each item is written where it is read; a structured value is entered in
-// place rather than printed by a call of its own, so that deep nesting costs
-// neither stack nor copies of the value. The stack of entered values stands
-// for the indent: one tab per level below `indent`.
 String propertyStringNormalize(const String& text, const String& indent) {
   const std::wstring_view whole = viewOf(text);
   const property::BraceMatches braces(whole);
-  PropertyTextReader reader(whole, &braces);
+  const PropertyTextReader reader(whole, &braces);
   if (!isStructured(reader)) return text;
 
-  std::wstring out;
-  out.reserve(whole.size() + whole.size() / 4);
-  std::vector<PropertyTextReader::Region> entered;
-  bool first = true;
-  reader.trimEnd();
-  for (;;) {
-    reader.skipWhiteSpace();
-    if (reader.atEnd()) {
-      if (entered.empty()) break;
-      reader.leave(entered.back());
-      entered.pop_back();
-      out.append(L"\r\n");
-      appendIndent(out, indent, entered.size());
-      out.push_back(L'}');
-      continue;
-    }
-    const PropertyTextReader::Item item = reader.readItem();
-    if (!first) out.append(L"\r\n");
-    first = false;
-    appendIndent(out, indent, entered.size());
-    out.append(item.name);
-    if (!item.type.empty()) out.append(L":").append(item.type);
-    out.push_back(L'{');
-    if (isStructuredValue(reader, item.value)) {
-      out.append(L"\r\n");
-      entered.push_back(reader.enter(item.value));
-      reader.trimEnd();
-      first = true;
-    } else {
-      out.append(item.value).push_back(L'}');
-    }
-  }
-  return stringOf(out);
+  PrintedText counted;
+  printItems(reader, indent, counted);  // Raises here, before anything is allocated.
+  if (counted.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return String();
+  const int length = static_cast<int>(counted.size());
+  StringBlock<wchar_t> block(length);
+  if (!block) return String();
+  PrintedText out(block.text());
+  printItems(reader, indent, out);
+  return block.finish(length);
 }
 
 }  // namespace orvo

@@ -60,7 +60,7 @@ ORVO_API String readPropertyValue(String& text);
 // the last one without. A text whose first item does not read is returned
 // unchanged. Comments are dropped; the result reads back like the text. A bad
 // item after the first, or a comment after the last, raises as
-// readPropertyValue does.
+// readPropertyValue does. Without memory for the result, the result is empty.
 ORVO_API String propertyStringNormalize(const String& text, const String& indent);
 
 }  // namespace orvo
