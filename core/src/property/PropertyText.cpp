@@ -49,7 +49,7 @@ class PrintedText {
   std::size_t size() const { return _size; }
 
   void put(std::wstring_view part) {
-    if (_out) std::wmemcpy(_out + _size, part.data(), part.size());
+    if (_out && !part.empty()) std::wmemcpy(_out + _size, part.data(), part.size());
     _size += part.size();
   }
   void putIndent(const String& indent, std::size_t depth) {

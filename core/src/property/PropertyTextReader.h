@@ -12,20 +12,25 @@
 //     ... item.name, item.type, item.value ...
 //   }
 //
-// This is the loop of an object's setProperty and of the container parsers;
-// the public functions of PropertyText.h are the same operations on a String
-// whose front they cut once per call. A reader may also be confined to a
-// value it has returned (enter, leave), which is how the pretty-printer walks
-// nested values without copying them; with a BraceMatches table it then finds
-// each closing brace in constant time, so that nesting costs nothing extra.
+// This is the loop for an object's setProperty and for the parsers of
+// arrays, lists and maps (a map takes item.name as its key); "skip, trim,
+// stop if empty" is skip() and atEnd(), since skip() passes trailing white
+// space too. Values come back as views: make a String of one only where it
+// is handed on. The public functions of PropertyText.h are the same
+// operations on a String whose front they cut once per call.
+//
+// A reader may also be confined to a value it has returned (enter, leave),
+// which is how the pretty-printer walks nested values without copying them;
+// with a BraceMatches table it then finds each closing brace in amortised
+// constant time, so that nesting costs nothing extra.
 //
 // Threads: a reader is a small value used by one thread; any number of
-// readers may read one text at once.
+// readers may read one text at once, as long as they share no BraceMatches.
 #pragma once
 
-#include <cstddef>
 #include <string_view>
-#include <vector>
+
+#include "property/BraceMatches.h"
 
 namespace orvo::property {
 
@@ -39,28 +44,6 @@ enum class ValueFault {
 // Raises the reader's one failure, Exception "String readPropertyValue(String &)",
 // from one of its two places by `fault` (not none).
 [[noreturn]] void raiseValueFault(ValueFault fault);
-
-// The closing brace of every opening brace of one text, found in one pass.
-// Where a scan of a frame may start (after a character that is not a
-// backslash) its result is the same as the table's, because a backslash run
-// cannot reach back past the opening brace. The table holds the braces only,
-// not the text, and answers lookups in rising order in amortised constant
-// time, searching on from where the last one ended; it is therefore used by
-// one thread at a time.
-class BraceMatches {
- public:
-  explicit BraceMatches(std::wstring_view text);
-  // The position of the brace that closes the one at `open`, or -1.
-  int closing(int open) const noexcept;
-
- private:
-  struct Frame {
-    int open;
-    int closing;
-  };
-  std::vector<Frame> _frames;  // by opening position
-  mutable std::size_t _next = 0;
-};
 
 class PropertyTextReader {
  public:
