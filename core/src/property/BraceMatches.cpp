@@ -32,7 +32,7 @@ int BraceMatches::closing(int open) const noexcept {
     step *= 2;
   }
   const auto first = _frames.begin() + static_cast<std::ptrdiff_t>(low);
-  const auto last = _frames.begin() + static_cast<std::ptrdiff_t>(std::min(low + step + 1, count));
+  const auto last = _frames.begin() + static_cast<std::ptrdiff_t>(std::min(low + step, count));
   const auto found = std::partition_point(first, last, [open](const Frame& f) { return f.open < open; });
   _next = static_cast<std::size_t>(found - _frames.begin());
   return found != _frames.end() && found->open == open ? found->closing : -1;

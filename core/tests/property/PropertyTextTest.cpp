@@ -79,6 +79,8 @@ TEST(PropertyTextTest, NormalizesIntoIndentedLines) {
             L"size{640,480}\r\nchild:Derived{\r\n\tlist{\r\n\t\t{1}\r\n\t\t{2}\r\n\t}\r\n}");
   EXPECT_EQ(str(propertyStringNormalize(L"# c\n a{ 1, 2 } # d\n b{x{\\{}} \r\n", L"> ")),
             L"> a{ 1, 2 }\r\n> b{\r\n> \tx{\\{}\r\n> }");
+  // The plain value's braces lie between the frames the printer looks up.
+  EXPECT_EQ(str(propertyStringNormalize(L"a{1,{}{}{}{}{}{}{}}b{{1}}", L"")), L"a{1,{}{}{}{}{}{}{}}\r\nb{\r\n\t{1}\r\n}");
   for (const wchar_t* plain : {L"", L"abc", L"1,2,3", L"a{", L"\xe9{1}"}) {
     EXPECT_EQ(str(propertyStringNormalize(plain, L"  ")), plain);
   }
@@ -93,20 +95,23 @@ TEST(PropertyTextTest, NormalizeRaisesOnABadLaterItem) {
 }
 
 // The reader with a brace table finds the frames a scan finds, in every
-// region it is confined to.
+// region it is confined to, and for lookups that jump ahead by any stride.
 TEST(PropertyTextTest, BraceTableAgreesWithTheScan) {
   using property::PropertyTextReader;
-  for (const std::wstring_view text : {L"a{b{c}d}e{\\}}", L"{{\\\\}{}}x{{}", L"#{\n{a\\{}}{"}) {
+  const std::wstring many = L"{}{{}{}}{}{}{\\}{}{}{{{}}{}}{}{}{}{}{{}}{}{}{}{}{}{}{}{{}{}{}{}}{}{}{}{}";
+  for (const std::wstring_view text : {L"a{b{c}d}e{\\}}", L"{{\\\\}{}}x{{}", L"#{\n{a\\{}}{", many.c_str()}) {
     const property::BraceMatches braces(text);
-    for (std::size_t from = 0; from < text.size(); ++from) {
-      if (from > 0 && text[from - 1] == L'\\') continue;  // Frames never start there.
-      for (std::size_t to = from; to <= text.size(); ++to) {
-        PropertyTextReader scan(text.substr(0, to)), table(text.substr(0, to), &braces);
-        scan.enter(text.substr(from, to - from));
-        table.enter(text.substr(from, to - from));
-        std::wstring_view scanned, tabled;
-        EXPECT_EQ(scan.findValue(scanned), table.findValue(tabled)) << text.data() << " " << from << " " << to;
-        EXPECT_EQ(scanned, tabled);
+    for (std::size_t stride : {1, 5, 11}) {
+      for (std::size_t from = 0; from < text.size(); from += stride) {
+        if (from > 0 && text[from - 1] == L'\\') continue;  // Frames never start there.
+        for (std::size_t to = from; to <= text.size(); ++to) {
+          PropertyTextReader scan(text.substr(0, to)), table(text.substr(0, to), &braces);
+          scan.enter(text.substr(from, to - from));
+          table.enter(text.substr(from, to - from));
+          std::wstring_view scanned, tabled;
+          EXPECT_EQ(scan.findValue(scanned), table.findValue(tabled)) << text.data() << " " << from << " " << to;
+          EXPECT_EQ(scanned, tabled);
+        }
       }
     }
   }
