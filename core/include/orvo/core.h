@@ -27,6 +27,7 @@
 #include <orvo/core/ObjectPool.h>
 #include <orvo/core/Output.h>
 #include <orvo/core/Point.h>
+#include <orvo/core/PropertyText.h>
 #include <orvo/core/PulseGenerator.h>
 #include <orvo/core/Quaternion.h>
 #include <orvo/core/Rect.h>
