@@ -1,0 +1,59 @@
+#include "platform/DiskFiles.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+
+#include "text/Utf8Codec.h"
+
+namespace orvo::platform {
+namespace {
+
+std::string toSystemName(const wchar_t* name) {
+  const std::size_t length = std::wcslen(name);
+  std::string bytes(utf8::encodedLength(name, length), '\0');
+  utf8::encode(name, length, reinterpret_cast<unsigned char*>(bytes.data()), bytes.size());
+  return bytes;
+}
+
+// A zero byte cannot come from the system, so the text is measured as a
+// whole; a byte that is no UTF-8 becomes U+FFFD.
+std::wstring fromSystemName(const std::string& bytes) {
+  const auto* text = reinterpret_cast<const unsigned char*>(bytes.data());
+  const utf8::Measure measure = utf8::measureDecoded(text, bytes.size());
+  std::wstring name(measure.units, L'\0');
+  utf8::decode(text, bytes.size(), name.data(), measure);
+  return name;
+}
+
+std::string systemTemporaryDirectory() {
+  const char* directory = std::getenv("TMPDIR");
+  std::string path = directory && *directory ? directory : "/tmp";
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  return path;
+}
+
+}  // namespace
+
+std::FILE* openFile(const wchar_t* name, const char* mode) {
+  return std::fopen(toSystemName(name).c_str(), mode);
+}
+
+bool removeFile(const wchar_t* name) { return std::remove(toSystemName(name).c_str()) == 0; }
+
+std::wstring temporaryDirectory() { return fromSystemName(systemTemporaryDirectory()); }
+
+std::wstring createUniqueFile() {
+  std::string path = systemTemporaryDirectory();
+  if (path != "/") path += '/';
+  path += "orvo-XXXXXX";
+  const int descriptor = mkstemp(path.data());
+  if (descriptor < 0) return {};
+  // Only the name is wanted: the file is opened again by name as a stream.
+  close(descriptor);
+  return fromSystemName(path);
+}
+
+}  // namespace orvo::platform

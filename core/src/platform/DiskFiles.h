@@ -1,0 +1,31 @@
+// DiskFiles.h: files on disk by wide names, and the temporary directory.
+//
+// Names are wide text in the library and UTF-8 bytes on this system; the
+// conversion happens here and nowhere else. Every function reports failure
+// as the C library does, through the calling thread's errno, so that the
+// caller can name the reason. No state of their own; any thread may call
+// them.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+namespace orvo::platform {
+
+// Opens `name` as a C library stream with `mode` ("rb", "w+b", ...); null on
+// failure.
+std::FILE* openFile(const wchar_t* name, const char* mode);
+
+// Deletes the file `name`; false on failure.
+bool removeFile(const wchar_t* name);
+
+// The directory for temporary files, without a trailing slash: $TMPDIR if it
+// is set and not empty, otherwise /tmp. Its bytes are read as UTF-8.
+std::wstring temporaryDirectory();
+
+// Creates a new empty file with a unique name in temporaryDirectory() and
+// returns that name; empty on failure. Creating the file reserves the name
+// against every other process that asks for one.
+std::wstring createUniqueFile();
+
+}  // namespace orvo::platform
