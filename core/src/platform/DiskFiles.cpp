@@ -1,6 +1,9 @@
 #include "platform/DiskFiles.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 #include <cstdlib>
 #include <cstring>
@@ -37,8 +40,18 @@ std::string systemTemporaryDirectory() {
 
 }  // namespace
 
+// The C library opens a directory for reading as if it were a file, and
+// fails only at the first read; a directory is refused here at once, as a
+// file system that keeps directories apart from files would.
 std::FILE* openFile(const wchar_t* name, const char* mode) {
-  return std::fopen(toSystemName(name).c_str(), mode);
+  std::FILE* stream = std::fopen(toSystemName(name).c_str(), mode);
+  struct stat status;
+  if (stream && fstat(fileno(stream), &status) == 0 && S_ISDIR(status.st_mode)) {
+    std::fclose(stream);
+    errno = EISDIR;
+    return nullptr;
+  }
+  return stream;
 }
 
 bool removeFile(const wchar_t* name) { return std::remove(toSystemName(name).c_str()) == 0; }

@@ -13,7 +13,7 @@
 namespace orvo::platform {
 
 // Opens `name` as a C library stream with `mode` ("rb", "w+b", ...); null on
-// failure.
+// failure. A directory is no file: it fails with EISDIR in every mode.
 std::FILE* openFile(const wchar_t* name, const char* mode);
 
 // Deletes the file `name`; false on failure.
