@@ -61,9 +61,9 @@ struct NumberedText {
   wchar_t text[32];
 };
 
-// "UNKNOWN: Unknown error(N).", made at compile time for every number of
-// the table's range, so that the result can be a static text.
-constexpr NumberedText numberedText(int number) {
+// "UNKNOWN: Unknown error(N).", made once for every number of the table's
+// range, so that the result can be a static text.
+NumberedText numberedText(int number) {
   NumberedText result{};
   int at = 0;
   for (const wchar_t* p = L"UNKNOWN: Unknown error("; *p; ++p) result.text[at++] = *p;
@@ -74,11 +74,14 @@ constexpr NumberedText numberedText(int number) {
   return result;
 }
 
-constexpr auto numberedTexts = [] {
-  std::array<NumberedText, tableEnd> texts{};
-  for (int number = 0; number < tableEnd; ++number) texts[static_cast<unsigned>(number)] = numberedText(number);
-  return texts;
-}();
+const wchar_t* numberedTextOf(int number) {
+  static const auto texts = [] {
+    std::array<NumberedText, tableEnd> all{};
+    for (int n = 0; n < tableEnd; ++n) all[static_cast<unsigned>(n)] = numberedText(n);
+    return all;
+  }();
+  return texts[static_cast<unsigned>(number)].text;
+}
 
 }  // namespace
 
@@ -87,7 +90,7 @@ const wchar_t* errnoText(int code) {
   for (const NamedText& row : namedTexts) {
     if (row.code == code) return row.text;
   }
-  if (code > 0 && code < tableEnd) return numberedTexts[static_cast<unsigned>(code)].text;
+  if (code > 0 && code < tableEnd) return numberedTextOf(code);
   return L"UNKNOWN: Unknown error";
 }
 

@@ -31,7 +31,7 @@ std::wstring fromSystemName(const std::string& bytes) {
   return name;
 }
 
-std::string systemTemporaryDirectory() {
+std::string temporaryDirectory() {
   const char* directory = std::getenv("TMPDIR");
   std::string path = directory && *directory ? directory : "/tmp";
   while (path.size() > 1 && path.back() == '/') path.pop_back();
@@ -56,10 +56,8 @@ std::FILE* openFile(const wchar_t* name, const char* mode) {
 
 bool removeFile(const wchar_t* name) { return std::remove(toSystemName(name).c_str()) == 0; }
 
-std::wstring temporaryDirectory() { return fromSystemName(systemTemporaryDirectory()); }
-
 std::wstring createUniqueFile() {
-  std::string path = systemTemporaryDirectory();
+  std::string path = temporaryDirectory();
   if (path != "/") path += '/';
   path += "orvo-XXXXXX";
   const int descriptor = mkstemp(path.data());

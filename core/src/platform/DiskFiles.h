@@ -19,13 +19,11 @@ std::FILE* openFile(const wchar_t* name, const char* mode);
 // Deletes the file `name`; false on failure.
 bool removeFile(const wchar_t* name);
 
-// The directory for temporary files, without a trailing slash: $TMPDIR if it
-// is set and not empty, otherwise /tmp. Its bytes are read as UTF-8.
-std::wstring temporaryDirectory();
-
-// Creates a new empty file with a unique name in temporaryDirectory() and
-// returns that name; empty on failure. Creating the file reserves the name
-// against every other process that asks for one.
+// Creates a new empty file with a unique name in the directory for
+// temporary files and returns that name; empty on failure. The directory is
+// $TMPDIR if that is set and not empty, otherwise /tmp, and its bytes are
+// read as UTF-8. Creating the file reserves the name against every other
+// process that asks for one.
 std::wstring createUniqueFile();
 
 }  // namespace orvo::platform
