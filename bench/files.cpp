@@ -68,7 +68,9 @@ void BM_Fread_Read4KiB(benchmark::State& state) {
   std::vector<unsigned char> step(kStep);
   for (auto _ : state) {
     std::FILE* file = std::fopen(sourceFile().c_str(), "rb");
-    for (int done = 0; done < kFileBytes; done += kStep) benchmark::DoNotOptimize(std::fread(step.data(), 1, kStep, file));
+    for (int done = 0; done < kFileBytes; done += kStep) {
+      benchmark::DoNotOptimize(std::fread(step.data(), 1, kStep, file));
+    }
     std::fclose(file);
   }
   setBytes(state);
@@ -92,7 +94,9 @@ void BM_Fwrite_Write4KiB(benchmark::State& state) {
   const unsigned char* bytes = fileBytes().data();
   for (auto _ : state) {
     std::FILE* file = std::fopen(name.c_str(), "wb");
-    for (int done = 0; done < kFileBytes; done += kStep) benchmark::DoNotOptimize(std::fwrite(bytes + done, 1, kStep, file));
+    for (int done = 0; done < kFileBytes; done += kStep) {
+      benchmark::DoNotOptimize(std::fwrite(bytes + done, 1, kStep, file));
+    }
     std::fclose(file);
   }
   setBytes(state);
