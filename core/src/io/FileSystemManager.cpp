@@ -10,17 +10,10 @@ template class Singleton<FileSystemManager>;
 
 namespace {
 
-FileSystemManager* fileSystemManager = nullptr;
-
-void destroyFileSystemManager(void*) {
-  delete fileSystemManager;
-  fileSystemManager = nullptr;
-}
-
 // The one object lives from the library's load to its unload.
 [[maybe_unused]] const bool fileSystemManagerAtLoad = [] {
-  fileSystemManager = new (std::nothrow) FileSystemManager;
-  platform::atExit(destroyFileSystemManager, nullptr);
+  platform::atExit([](void* manager) { delete static_cast<FileSystemManager*>(manager); },
+                   new (std::nothrow) FileSystemManager);
   return true;
 }();
 

@@ -4,9 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-
 #include <cstdlib>
-#include <cstring>
 #include <cwchar>
 
 #include "text/Utf8Codec.h"

@@ -86,6 +86,7 @@ TEST_F(FileTest, ClosedFilesFailAndPeekSizeAndAvailableKeepThePosition) {
   file->open(make("f", "abc"), 12);
   EXPECT_EQ(moved(0) | moved(-1), 0);
   static_assert(!std::is_copy_constructible_v<File> && !std::is_copy_assignable_v<File>);
+  EXPECT_STREQ(file->getClassName(), L"File");
   file->open(make("f", "abcdef"), 4);
   // Braced lists run their calls in order: a script of calls and their answers.
   const std::vector<int> answers{file->available(),      file->setPosition(1), file->peek(peeked, 3),
@@ -170,6 +171,7 @@ TEST_F(FileTest, TempFilesLieInTheTemporaryDirectoryAndDeleteThemselves) {
   EXPECT_TRUE(first != second && fs::exists(first) && fs::exists(second) && first.parent_path() == dir);
   THandle<TempFile> temp = TempFile::createTempFile();
   const fs::path path = temp->getFileName().getBuffer();
+  EXPECT_STREQ(temp->getClassName(), L"TempFile");
   char back[4];
   const std::vector<int> answers{temp->write("spill", 5), temp->setPosition(1), temp->read(back, 4)};
   EXPECT_EQ(answers, (std::vector<int>{5, 1, 4}));

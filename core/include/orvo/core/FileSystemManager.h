@@ -18,11 +18,9 @@ namespace orvo {
 class FileSystemManager;
 extern template class ORVO_API Singleton<FileSystemManager>;
 
-class ORVO_API FileSystemManager : public Singleton<FileSystemManager> {
- public:
-  FileSystemManager() = default;
-  ~FileSystemManager() = default;
-  FileSystemManager& operator=(const FileSystemManager&) { return *this; }
-};
+// The default constructor, destructor and assignment are public and do only
+// what Singleton does: construction fills the slot, destruction empties it,
+// and assignment changes nothing.
+class ORVO_API FileSystemManager : public Singleton<FileSystemManager> {};
 
 }  // namespace orvo
