@@ -175,12 +175,8 @@ TEST_F(FileTest, TempFilesLieInTheTemporaryDirectoryAndDeleteThemselves) {
   const std::vector<int> answers{temp->write("spill", 5), temp->setPosition(1), temp->read(back, 4)};
   EXPECT_EQ(answers, (std::vector<int>{5, 1, 4}));
   EXPECT_EQ(std::string(back, 4), "pill");
-  temp = TempFile::createTempFile();
-  EXPECT_FALSE(fs::exists(path));
-  const fs::path kept = temp->getFileName().getBuffer();
-  temp->close();  // closed by hand, it has no name left to delete
   temp = nullptr;
-  EXPECT_TRUE(fs::exists(kept));
+  EXPECT_FALSE(fs::exists(path));
 
   setenv("TMPDIR", (dir / "missing").c_str(), 1);
   EXPECT_EQ(TempFile::getTempFileName(), L"");
