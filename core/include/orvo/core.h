@@ -16,6 +16,8 @@
 #include <orvo/core/ErrorText.h>
 #include <orvo/core/Exception.h>
 #include <orvo/core/Export.h>
+#include <orvo/core/File.h>
+#include <orvo/core/FileSystemManager.h>
 #include <orvo/core/IO.h>
 #include <orvo/core/Input.h>
 #include <orvo/core/Log.h>
@@ -45,6 +47,7 @@
 #include <orvo/core/StringHelper.h>
 #include <orvo/core/System.h>
 #include <orvo/core/Thread.h>
+#include <orvo/core/TempFile.h>
 #include <orvo/core/Tick.h>
 #include <orvo/core/Time.h>
 #include <orvo/core/Unknown.h>
