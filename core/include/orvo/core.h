@@ -21,6 +21,7 @@
 #include <orvo/core/Input.h>
 #include <orvo/core/Log.h>
 #include <orvo/core/MD5.h>
+#include <orvo/core/MemoryStream.h>
 #include <orvo/core/Matrix4.h>
 #include <orvo/core/Mtbl.h>
 #include <orvo/core/Mutex.h>
