@@ -28,6 +28,8 @@
 #include <orvo/core/Object.h>
 #include <orvo/core/ObjectPool.h>
 #include <orvo/core/Output.h>
+#include <orvo/core/PacketReader.h>
+#include <orvo/core/PacketWriter.h>
 #include <orvo/core/Point.h>
 #include <orvo/core/Quaternion.h>
 #include <orvo/core/Rect.h>
