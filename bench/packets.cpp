@@ -87,3 +87,5 @@ void BM_Packets_HandFramedVector(benchmark::State& state) {
 BENCHMARK(BM_Packets_HandFramedVector)->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+BENCHMARK_MAIN();

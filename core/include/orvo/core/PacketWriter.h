@@ -10,7 +10,9 @@
 //   if (!writer.write(payload)) ...    // the same, reporting a failure
 //
 // The operators raise Exception when the channel takes fewer bytes than
-// offered; the part of the frame written so far stays on the channel. write()
+// offered, or when a source stream cannot tell what it holds (its negative
+// count has gone out as the length by then); what was written of the frame
+// stays on the channel. write()
 // reports the exception to the log and answers false instead.
 //
 // Threads: no lock. A writer is for one thread at a time, and a frame takes
