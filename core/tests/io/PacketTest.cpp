@@ -57,7 +57,9 @@ TEST_F(PacketTest, FramesComeTogetherOverAnyCallsAndBadOnesAreSkipped) {
   EXPECT_TRUE(reader.detach() == channel.get() && reader.attach(channel.get()));
   EXPECT_EQ(call({1, 0, 0, 0, 9, 0, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF}), L"09") << "detach kept the partial packet";
   InputStream out(channel.get());
+  Buffer none(1);
   EXPECT_TRUE(reader.read(out) && !out && !reader.read(out) && !out) << "a packet from an empty frame or a bad one";
+  EXPECT_TRUE(reader.read(none) && none.getBufferSize() == 0);
   EXPECT_TRUE(log.errors.empty()) << "read must not log";
 }
 
@@ -67,6 +69,7 @@ TEST_F(PacketTest, TheWriterReportsWhatFailsAndAPacketThatCannotBeStoredIsDroppe
   THandle<QueueDevice> source(new QueueDevice({4, 5}));
   InputStream in(source.get());
   EXPECT_TRUE(writer.write(Buffer()) && writer.write(in) && channel->available() == 10 && call() == L"-" && call() == L"0405");
+  EXPECT_TRUE(writer.detach() == channel.get() && writer.attach(channel.get()));
   source->fakeAvailable = -1;
   EXPECT_FALSE(writer.write(in));
   EXPECT_EQ(log.errors, Texts({L"OutputStream& operator <<(OutputStream &,InputStream &)"}));
