@@ -19,7 +19,8 @@ namespace orvo {
 using Bytes = std::vector<std::uint8_t>;
 
 // A first-in, first-out byte queue. By default it behaves; the public knobs
-// make it return short counts, lie about what is available or act on each call.
+// make it return short counts, fail its reads, lie about what is available or
+// act on each call.
 class QueueDevice : public IO {
  public:
   explicit QueueDevice(Bytes bytes = {}) : bytes(std::move(bytes)) {}
