@@ -22,12 +22,15 @@
 #include <orvo/core/Input.h>
 #include <orvo/core/Log.h>
 #include <orvo/core/MD5.h>
+#include <orvo/core/MemoryStream.h>
 #include <orvo/core/Matrix4.h>
 #include <orvo/core/Mtbl.h>
 #include <orvo/core/Mutex.h>
 #include <orvo/core/Object.h>
 #include <orvo/core/ObjectPool.h>
 #include <orvo/core/Output.h>
+#include <orvo/core/PacketReader.h>
+#include <orvo/core/PacketWriter.h>
 #include <orvo/core/Point.h>
 #include <orvo/core/PropertyText.h>
 #include <orvo/core/PulseGenerator.h>
