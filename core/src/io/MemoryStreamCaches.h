@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 #include <orvo/core/MemoryStream.h>
 #include <orvo/core/ObjectPool.h>
@@ -112,12 +113,16 @@ class MemoryStream::FileCache final : public Cache {
 
 // What tests see of a stream's queue.
 struct MemoryStreamInspector {
+  // The kinds of the caches from the head: 'm' in memory, 'f' in the file.
+  static std::string shape(const MemoryStream& s) {
+    std::string kinds;
+    for (const auto& cache : s.caches) kinds += cache->type == MemoryStream::Cache::kMemory ? 'm' : 'f';
+    return kinds;
+  }
   static int memoryCaches(const MemoryStream& s) { return s.memoryCacheCount; }
   static int fileCaches(const MemoryStream& s) { return s.fileCacheCount; }
   static int freeFileCaches(const MemoryStream& s) { return static_cast<int>(s.freeFileCaches.size()); }
-  static int entries(const MemoryStream& s) { return static_cast<int>(s.caches.size()); }
-  static int typeAt(const MemoryStream& s, int index) { return s.caches[static_cast<std::size_t>(index)]->type; }
-  static const File* file(const MemoryStream& s) { return s.file.get(); }
+  static File* file(const MemoryStream& s) { return s.file.get(); }
 };
 
 }  // namespace orvo
