@@ -40,7 +40,7 @@ Bytes readAll(MemoryStream& s, int step) {
   return out;
 }
 
-fs::path fileOf(const MemoryStream& s) { return Probe::file(s)->getFileName().getBuffer(); }
+fs::path fileOf(const MemoryStream& s) { return Probe::file(s) ? Probe::file(s)->getFileName().getBuffer() : L""; }
 
 // Each test has a temporary directory of its own.
 class MemoryStreamTest : public testing::Test {
@@ -85,8 +85,8 @@ TEST_F(MemoryStreamTest, SpillsTheNewestBlockBringsPartsBackAndReusesRegions) {
   Bytes out(21 * kBlock);
   EXPECT_EQ(s->peek(out.data(), 30 * kBlock), 21 * kBlock);
   EXPECT_EQ(out, Bytes(bytes.begin(), bytes.begin() + 21 * kBlock));
-  // One byte past the memory blocks brings the first file block back whole.
-  ASSERT_EQ(s->read(out.data(), 15 * kBlock + 1), 15 * kBlock + 1);
+  // A read that ends inside the first file block brings it back whole.
+  ASSERT_EQ(s->read(out.data(), 16 * kBlock - 1), 16 * kBlock - 1);
   EXPECT_EQ(std::tuple(Probe::shape(*s), Probe::freeFileCaches(*s)), std::tuple("mffffm", 1));
   // Sixteen blocks in memory again: the newest goes to the free region, the
   // next one to a new region.
@@ -94,7 +94,7 @@ TEST_F(MemoryStreamTest, SpillsTheNewestBlockBringsPartsBackAndReusesRegions) {
   EXPECT_EQ(Probe::shape(*s), "mffff" + std::string(14, 'm') + "ffm");
   EXPECT_EQ(std::tuple(Probe::freeFileCaches(*s), Probe::fileCaches(*s)), std::tuple(0, 6));
   EXPECT_EQ(fs::file_size(file), 6u * 4096);
-  EXPECT_EQ(readAll(*s, 3000), Bytes(bytes.begin() + 15 * kBlock + 1, bytes.end()));
+  EXPECT_EQ(readAll(*s, 3000), Bytes(bytes.begin() + 16 * kBlock - 1, bytes.end()));
   EXPECT_EQ(std::tuple(Probe::shape(*s), Probe::memoryCaches(*s), Probe::fileCaches(*s)), std::tuple("", 0, 0));
   EXPECT_FALSE(fs::exists(file));
 }
@@ -133,24 +133,30 @@ TEST_F(MemoryStreamTest, TemporaryDirectoryThatCannotBeUsedFailsTheSpillUntilItC
 }
 
 // A byte far out makes the file stand at its limit without taking the room.
-// Then the file is closed behind the stream's back: the read that would
-// bring its block back fails, and so does peek.
-TEST_F(MemoryStreamTest, FileAtItsLimitLeavesDataInMemoryAndAClosedOneFailsReads) {
+// Then the file is cut short and closed behind the stream's back: its block
+// first reads as nothing, then fails to read, and the stream form that would
+// hold it cannot be made.
+TEST_F(MemoryStreamTest, FileAtItsLimitLeavesDataInMemoryAndABrokenOneFailsReads) {
   const Bytes bytes = pattern(20 * kBlock);
   s->write(bytes.data(), 17 * kBlock);
   ASSERT_EQ(Probe::file(*s)->setPosition(0x7FFFDFFE), 0x7FFFDFFE);
   ASSERT_EQ(Probe::file(*s)->write("x", 1), 1);
   s->write(&bytes[17 * kBlock], 3 * kBlock);
   EXPECT_EQ(Probe::shape(*s), kMemory15 + "fmmmm");
-  Bytes out(15 * kBlock);
-  s->read(out.data(), 15 * kBlock);
   const fs::path file = fileOf(*s);
+  fs::resize_file(file, 0);
+  Bytes bytesOut(20 * kBlock);
+  EXPECT_EQ(s->peek(bytesOut.data(), 20 * kBlock), 15 * kBlock);
+  OutputStream out(THandle<QueueDevice>(new QueueDevice).get());
+  expectRaise([&] { s->exportTo(out); }, L"peek data error!", L"src/io/MemoryStream");
+  s->read(bytesOut.data(), 15 * kBlock);
+  EXPECT_EQ(s->read(bytesOut.data(), 1), 0);
   Probe::file(*s)->close();
   fs::remove(file);
   LogCollector log;
-  EXPECT_EQ(std::tuple(s->read(out.data(), 1), s->peek(out.data(), 1)), std::tuple(-1, -1));
+  EXPECT_EQ(std::tuple(s->read(bytesOut.data(), 1), s->peek(bytesOut.data(), 1)), std::tuple(-1, -1));
   EXPECT_EQ(log.errors, Texts{L"Read cache error!"});
-  EXPECT_EQ(s->available(), 5 * kBlock);
+  EXPECT_EQ(std::tuple(Probe::shape(*s), s->available()), std::tuple("fmmmm", 5 * kBlock));
 }
 
 // Children whose checks give the exit code, the number of the first that fails.
