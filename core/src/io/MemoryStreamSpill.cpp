@@ -34,12 +34,8 @@ THandle<MemoryStream::FileCache> MemoryStream::FileCache::create(File* file, int
 }
 
 int MemoryStream::FileCache::peek(void* dst, int n) const {
-  const int have = available();
-  if (n > have) {
-    if (have < 1) return -1;
-    n = have;
-  }
-  if (n < 0) n = 0;
+  n = fitTransfer(n, available());
+  if (n < 0) return -1;
   if (file->setPosition(readPosition) != readPosition) return -1;
   const int count = file->read(dst, n);
   return count < 0 ? -1 : count;
@@ -52,12 +48,8 @@ int MemoryStream::FileCache::read(void* dst, int n) {
 }
 
 int MemoryStream::FileCache::write(const void* src, int n) {
-  const int room = getFreeSize();
-  if (n > room) {
-    if (room < 1) return -1;
-    n = room;
-  }
-  if (n < 0) n = 0;
+  n = fitTransfer(n, getFreeSize());
+  if (n < 0) return -1;
   if (file->setPosition(writePosition) != writePosition) return -1;
   const int count = file->write(src, n);
   if (count < 0) return -1;
