@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include <orvo/core/MemoryStream.h>
 #include <orvo/core/ObjectPool.h>
@@ -113,10 +114,13 @@ class MemoryStream::FileCache final : public Cache {
 
 // What tests see of a stream's queue.
 struct MemoryStreamInspector {
-  // The kinds of the caches from the head: 'm' in memory, 'f' in the file.
+  // The classes of the caches from the head: 'm' in memory, 'f' in the file.
   static std::string shape(const MemoryStream& s) {
     std::string kinds;
-    for (const auto& cache : s.caches) kinds += cache->type == MemoryStream::Cache::kMemory ? 'm' : 'f';
+    for (const auto& cache : s.caches) {
+      const std::wstring_view name = cache->getClassName();
+      kinds += name == L"MemoryCache" ? 'm' : (name == L"FileCache" ? 'f' : '?');
+    }
     return kinds;
   }
   static int memoryCaches(const MemoryStream& s) { return s.memoryCacheCount; }
