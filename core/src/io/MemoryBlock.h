@@ -3,6 +3,7 @@
 // left answers -1, one that finds less than it asked for moves what fits.
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 
 namespace orvo {
@@ -23,7 +24,7 @@ class MemoryBlock {
   int getPosition() const noexcept { return position; }
   // Moves the cursor to `p` clamped to 0..N; the new cursor.
   int setPosition(int p) noexcept {
-    position = p < 0 ? 0 : (p > N ? N : p);
+    position = std::clamp(p, 0, N);
     return position;
   }
 

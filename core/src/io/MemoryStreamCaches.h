@@ -6,6 +6,7 @@
 // has no memory.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -61,8 +62,8 @@ class MemoryStream::MemoryCache final : public Cache {
   void clear() noexcept { readPosition = writePosition = 0; }
   // After the block was filled directly: `n` bytes, clamped to the block.
   void setSize(int n) noexcept {
-    writePosition = n < 0 ? 0 : (n > kBlockSize ? kBlockSize : n);
-    if (readPosition > writePosition) readPosition = writePosition;
+    writePosition = std::clamp(n, 0, kBlockSize);
+    readPosition = std::min(readPosition, writePosition);
   }
   unsigned char* getData() noexcept { return block.getData(); }
 

@@ -2,6 +2,8 @@
 // the newest full block once sixteen are in memory, and that come back to
 // memory when a read takes part of one. Emptied regions are reused before the
 // file grows; the file goes when its last region is free.
+#include <algorithm>
+
 #include <orvo/core/Log.h>
 #include <orvo/core/MemoryStream.h>
 #include <orvo/core/TempFile.h>
@@ -37,8 +39,7 @@ int MemoryStream::FileCache::peek(void* dst, int n) const {
   n = fitTransfer(n, available());
   if (n < 0) return -1;
   if (file->setPosition(readPosition) != readPosition) return -1;
-  const int count = file->read(dst, n);
-  return count < 0 ? -1 : count;
+  return std::max(file->read(dst, n), -1);
 }
 
 int MemoryStream::FileCache::read(void* dst, int n) {
@@ -52,9 +53,8 @@ int MemoryStream::FileCache::write(const void* src, int n) {
   if (n < 0) return -1;
   if (file->setPosition(writePosition) != writePosition) return -1;
   const int count = file->write(src, n);
-  if (count < 0) return -1;
-  writePosition += count;
-  return count;
+  if (count > 0) writePosition += count;
+  return std::max(count, -1);
 }
 
 MemoryStream::MemoryStream() = default;
