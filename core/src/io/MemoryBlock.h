@@ -3,9 +3,18 @@
 // left answers -1, one that finds less than it asked for moves what fits.
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 
 namespace orvo {
+
+// The count that a transfer of `n` bytes moves where `room` bytes are left:
+// at most the room, never negative, and -1 when there is no room at all.
+// Blocks in memory and regions of a file share the rule.
+constexpr int fitTransfer(int n, int room) noexcept {
+  if (n > room) return room < 1 ? -1 : room;
+  return n < 0 ? 0 : n;
+}
 
 template <int N>
 class MemoryBlock {
@@ -15,17 +24,17 @@ class MemoryBlock {
   int getPosition() const noexcept { return position; }
   // Moves the cursor to `p` clamped to 0..N; the new cursor.
   int setPosition(int p) noexcept {
-    position = p < 0 ? 0 : (p > N ? N : p);
+    position = std::clamp(p, 0, N);
     return position;
   }
 
   int read(void* dst, int n) noexcept {
-    n = fit(n);
+    n = fitTransfer(n, N - position);
     if (n > 0) std::memcpy(dst, data + position, static_cast<std::size_t>(n));
     return advance(n);
   }
   int write(const void* src, int n) noexcept {
-    n = fit(n);
+    n = fitTransfer(n, N - position);
     if (n > 0) std::memcpy(data + position, src, static_cast<std::size_t>(n));
     return advance(n);
   }
@@ -34,13 +43,6 @@ class MemoryBlock {
   const unsigned char* getData() const noexcept { return data; }
 
  private:
-  // The count that a transfer of `n` bytes moves: at most the room behind the
-  // cursor, never negative, and -1 when a transfer finds no room at all.
-  int fit(int n) const noexcept {
-    const int room = N - position;
-    if (n > room) return room < 1 ? -1 : room;
-    return n < 0 ? 0 : n;
-  }
   int advance(int n) noexcept {
     if (n > 0) position += n;
     return n;

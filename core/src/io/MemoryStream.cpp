@@ -4,6 +4,9 @@
 // from the head and drops each block as it empties.
 #include <orvo/core/MemoryStream.h>
 
+#include <algorithm>
+#include <climits>
+
 #include <orvo/core/Log.h>
 
 #include "io/MemoryStreamCaches.h"
@@ -36,7 +39,8 @@ int MemoryStream::available() const { return size; }
 int MemoryStream::write(const void* data, int count) {
   const auto* bytes = static_cast<const unsigned char*>(data);
   int written = 0;
-  int remaining = count;
+  // No more than the readable count, an int, can hold.
+  int remaining = std::min(count, INT_MAX - size);
   while (remaining > 0) {
     Cache* cache = caches.empty() ? nullptr : caches.back().get();
     if (!cache || cache->getFreeSize() <= 0) {

@@ -6,7 +6,10 @@
 // has no memory.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <string>
+#include <string_view>
 
 #include <orvo/core/MemoryStream.h>
 #include <orvo/core/ObjectPool.h>
@@ -59,8 +62,8 @@ class MemoryStream::MemoryCache final : public Cache {
   void clear() noexcept { readPosition = writePosition = 0; }
   // After the block was filled directly: `n` bytes, clamped to the block.
   void setSize(int n) noexcept {
-    writePosition = n < 0 ? 0 : (n > kBlockSize ? kBlockSize : n);
-    if (readPosition > writePosition) readPosition = writePosition;
+    writePosition = std::clamp(n, 0, kBlockSize);
+    readPosition = std::min(readPosition, writePosition);
   }
   unsigned char* getData() noexcept { return block.getData(); }
 
@@ -112,12 +115,19 @@ class MemoryStream::FileCache final : public Cache {
 
 // What tests see of a stream's queue.
 struct MemoryStreamInspector {
+  // The classes of the caches from the head: 'm' in memory, 'f' in the file.
+  static std::string shape(const MemoryStream& s) {
+    std::string kinds;
+    for (const auto& cache : s.caches) {
+      const std::wstring_view name = cache->getClassName();
+      kinds += name == L"MemoryCache" ? 'm' : (name == L"FileCache" ? 'f' : '?');
+    }
+    return kinds;
+  }
   static int memoryCaches(const MemoryStream& s) { return s.memoryCacheCount; }
   static int fileCaches(const MemoryStream& s) { return s.fileCacheCount; }
   static int freeFileCaches(const MemoryStream& s) { return static_cast<int>(s.freeFileCaches.size()); }
-  static int entries(const MemoryStream& s) { return static_cast<int>(s.caches.size()); }
-  static int typeAt(const MemoryStream& s, int index) { return s.caches[static_cast<std::size_t>(index)]->type; }
-  static const File* file(const MemoryStream& s) { return s.file.get(); }
+  static File* file(const MemoryStream& s) { return s.file.get(); }
 };
 
 }  // namespace orvo

@@ -2,6 +2,8 @@
 // the newest full block once sixteen are in memory, and that come back to
 // memory when a read takes part of one. Emptied regions are reused before the
 // file grows; the file goes when its last region is free.
+#include <algorithm>
+
 #include <orvo/core/Log.h>
 #include <orvo/core/MemoryStream.h>
 #include <orvo/core/TempFile.h>
@@ -34,15 +36,10 @@ THandle<MemoryStream::FileCache> MemoryStream::FileCache::create(File* file, int
 }
 
 int MemoryStream::FileCache::peek(void* dst, int n) const {
-  const int have = available();
-  if (n > have) {
-    if (have < 1) return -1;
-    n = have;
-  }
-  if (n < 0) n = 0;
+  n = fitTransfer(n, available());
+  if (n < 0) return -1;
   if (file->setPosition(readPosition) != readPosition) return -1;
-  const int count = file->read(dst, n);
-  return count < 0 ? -1 : count;
+  return std::max(file->read(dst, n), -1);
 }
 
 int MemoryStream::FileCache::read(void* dst, int n) {
@@ -52,17 +49,12 @@ int MemoryStream::FileCache::read(void* dst, int n) {
 }
 
 int MemoryStream::FileCache::write(const void* src, int n) {
-  const int room = getFreeSize();
-  if (n > room) {
-    if (room < 1) return -1;
-    n = room;
-  }
-  if (n < 0) n = 0;
+  n = fitTransfer(n, getFreeSize());
+  if (n < 0) return -1;
   if (file->setPosition(writePosition) != writePosition) return -1;
   const int count = file->write(src, n);
-  if (count < 0) return -1;
-  writePosition += count;
-  return count;
+  if (count > 0) writePosition += count;
+  return std::max(count, -1);
 }
 
 MemoryStream::MemoryStream() = default;

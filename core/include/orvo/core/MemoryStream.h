@@ -39,7 +39,7 @@ class File;
 
 class ORVO_API MemoryStream : public IO {
  public:
-  // The pieces of the queue; see io/MemoryStreamCaches.h.
+  // The pieces of the queue, defined inside the library.
   class Cache;
   class MemoryCache;
   class FileCache;
