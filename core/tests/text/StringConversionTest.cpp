@@ -187,6 +187,8 @@ TEST_F(StringConversion, StringConvertTurnsAnyFormIntoAnyOther) {
     EXPECT_EQ(bytesOf(StringUtf8(text)), "caf\xC3\xA9");
     EXPECT_EQ(StringUtf8(text).getBufferLength(), 6);  // An exact block.
   }
+  // Wide to UTF-8 goes straight, not through the code page, which lacks the character.
+  EXPECT_EQ(bytesOf(StringUtf8(StringConvert(L"\U0001F600"))), "\xF0\x9F\x98\x80");
 }
 
 }  // namespace
