@@ -167,11 +167,9 @@ TEST_F(SystemTest, WalkRunsNewestFirstAndSurvivesATaskStoppingItself) {
     };
   }
   run([&](ScriptedSystem& s) {
-    tasks[0]->start(&s);
-    tasks[1]->start(&s);
+    for (int id : {0, 1}) tasks[id]->start(&s);
     s.passAt(0);
-    tasks[2]->start(&s);
-    tasks[3]->start(&s);
+    for (int id : {2, 3}) tasks[id]->start(&s);
     s.passAt(1);  // Calls 1, 0; then merges 2 and 3 to the front.
     tasks[3] = nullptr;
     const unsigned int records = s.getReferenceCount();
