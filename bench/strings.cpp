@@ -255,8 +255,8 @@ BENCHMARK(BM_CompareStdWstring)->Arg(16)->Arg(256);
 
 // The same std::wstring pairs reached through pointers: a String is one
 // pointer to a block that holds its size, so its size is one load further
-// away than a std::wstring's. This peer pays that load too and shows what
-// the layout alone costs.
+// away than a std::wstring's. This peer pays that load too, to show whether
+// the layout alone costs time.
 void BM_CompareStdWstringBehindPointer(benchmark::State& state) {
   const auto pairs = comparePairs<std::wstring>(static_cast<std::size_t>(state.range(0)));
   std::vector<std::pair<const std::wstring*, const std::wstring*>> pointers;
