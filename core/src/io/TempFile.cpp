@@ -22,12 +22,9 @@ TempFile::THandle<TempFile> TempFile::createTempFile() {
 }
 
 String TempFile::getTempFileName() {
-  const std::wstring name = platform::createUniqueFile();
-  if (name.empty()) {
-    Log::error(L"%s", getLastErrorString().getBuffer());
-    return String();
-  }
-  return String(name.c_str());
+  const String name = platform::createUniqueFile();
+  if (name.getBuffer()[0] == L'\0') Log::error(L"%s", getLastErrorString().getBuffer());
+  return name;
 }
 
 // A TempFile that was closed by hand has no name left to delete.

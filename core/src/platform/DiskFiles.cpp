@@ -5,28 +5,16 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cwchar>
+#include <string>
 
-#include "text/Utf8Codec.h"
+#include <orvo/core/StringHelper.h>
 
 namespace orvo::platform {
 namespace {
 
+// Names are UTF-8 on this system; a byte that is no UTF-8 reads as U+FFFD.
 std::string toSystemName(const wchar_t* name) {
-  const std::size_t length = std::wcslen(name);
-  std::string bytes(utf8::encodedLength(name, length), '\0');
-  utf8::encode(name, length, reinterpret_cast<unsigned char*>(bytes.data()), bytes.size());
-  return bytes;
-}
-
-// A zero byte cannot come from the system, so the text is measured as a
-// whole; a byte that is no UTF-8 becomes U+FFFD.
-std::wstring fromSystemName(const std::string& bytes) {
-  const auto* text = reinterpret_cast<const unsigned char*>(bytes.data());
-  const utf8::Measure measure = utf8::measureDecoded(text, bytes.size());
-  std::wstring name(measure.units, L'\0');
-  utf8::decode(text, bytes.size(), name.data(), measure);
-  return name;
+  return reinterpret_cast<const char*>(StringHelper::wideToUtf8(name).getBuffer());
 }
 
 std::string temporaryDirectory() {
@@ -54,7 +42,7 @@ std::FILE* openFile(const wchar_t* name, const char* mode) {
 
 bool removeFile(const wchar_t* name) { return std::remove(toSystemName(name).c_str()) == 0; }
 
-std::wstring createUniqueFile() {
+String createUniqueFile() {
   std::string path = temporaryDirectory();
   if (path != "/") path += '/';
   path += "orvo-XXXXXX";
@@ -62,7 +50,7 @@ std::wstring createUniqueFile() {
   if (descriptor < 0) return {};
   // Only the name is wanted: the file is opened again by name as a stream.
   close(descriptor);
-  return fromSystemName(path);
+  return StringHelper::utf8ToWide(reinterpret_cast<const unsigned char*>(path.c_str()));
 }
 
 }  // namespace orvo::platform

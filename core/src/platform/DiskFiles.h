@@ -8,7 +8,8 @@
 #pragma once
 
 #include <cstdio>
-#include <string>
+
+#include <orvo/core/String.h>
 
 namespace orvo::platform {
 
@@ -24,6 +25,6 @@ bool removeFile(const wchar_t* name);
 // $TMPDIR if that is set and not empty, otherwise /tmp, and its bytes are
 // read as UTF-8. Creating the file reserves the name against every other
 // process that asks for one.
-std::wstring createUniqueFile();
+String createUniqueFile();
 
 }  // namespace orvo::platform

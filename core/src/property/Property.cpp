@@ -7,6 +7,7 @@
 namespace orvo::property {
 
 void raiseValueFault(ValueFault fault) {
+  // One raise site per failure, so that the line tells which one it was.
   if (fault == ValueFault::noFrame) ORVO_THROW("String readPropertyValue(String &)");
   ORVO_THROW("String readPropertyValue(String &)");
 }
