@@ -62,14 +62,27 @@ bool File::open(const String& name, int mode) {
   }
   handle = stream;
   fileName = requested;
+  learnPosition();
   return true;
 }
+
+bool File::setBuffered(bool buffered) {
+  if (!handle || std::setvbuf(handle, nullptr, buffered ? _IOFBF : _IONBF, BUFSIZ) != 0) return false;
+  learnPosition();
+  return true;
+}
+
+// A seek that moves nothing tells the C library where the stream stands;
+// until one (after opening, after setvbuf), every ftell asks the system.
+void File::learnPosition() { std::fseek(handle, 0, SEEK_CUR); }
 
 void File::close() {
   if (!handle) return;
   if (std::fclose(handle) != 0) Log::error(L"Close file error! File:%s", fileName.getBuffer());
   handle = nullptr;
   fileName = String();
+  lastTransfer = Transfer::none;
+  deferredSeek = -1;
 }
 
 // A transfer of nothing is a failure, except while errno says EINVAL, which
@@ -83,6 +96,7 @@ int File::transferResult(std::size_t count, const wchar_t* message) const {
 int File::read(void* data, int size) {
   if (!handle) return -1;
   if (size < 1) return 0;
+  beginTransfer(Transfer::reading);
   return transferResult(std::fread(data, 1, static_cast<std::size_t>(size), handle), L"Read file error! File:%s");
 }
 
@@ -90,6 +104,7 @@ int File::peek(void* data, int size) const {
   if (!handle) return -1;
   if (size < 1) return 0;
   const int position = ftell_();
+  beginTransfer(Transfer::reading);
   const int count =
       transferResult(std::fread(data, 1, static_cast<std::size_t>(size), handle), L"Read file error! File:%s");
   if (count > 0) fseek_(position, SEEK_SET);
@@ -99,14 +114,32 @@ int File::peek(void* data, int size) const {
 int File::write(const void* data, int size) {
   if (!handle) return -1;
   if (size < 1) return 0;
+  beginTransfer(Transfer::writing);
   return transferResult(std::fwrite(data, 1, static_cast<std::size_t>(size), handle), L"Write file error! File:%s");
 }
 
-// The size, found by a seek to the end and back to `position`, the position
-// noted first; -1 if any step fails.
+// The size, with `position` noted first; -1 if any step fails. A regular
+// file's size is asked of the system after a flush, which gives what a seek
+// to the end and back would give without moving the position twice: each
+// move is a system call, and MemoryStream asks for the size of its spill
+// file at every block. With the end-of-file indicator set (which the seek
+// would clear), or for anything but a regular file, it seeks.
 int File::sizeFromPosition(int& position) const {
   position = ftell_();
-  if (position < 0 || fseek_(0, SEEK_END) != 0) return -1;
+  if (position < 0) return -1;
+  if (std::feof(handle) || (platform::pendingOutput(handle) > 0 && std::fflush(handle) != 0)) {
+    return sizeBySeeking(position);
+  }
+  const long long size = platform::regularFileSize(handle);
+  if (size < 0 || size > INT_MAX) return sizeBySeeking(position);
+  // The seek would have ended a read or a write; the next transfer still
+  // makes it if it turns round.
+  deferredSeek = position;
+  return static_cast<int>(size);
+}
+
+int File::sizeBySeeking(int position) const {
+  if (fseek_(0, SEEK_END) != 0) return -1;
   const int size = ftell_();
   if (size < 0 || fseek_(position, SEEK_SET) != 0) return -1;
   return size;
@@ -129,9 +162,26 @@ int File::available() const {
 
 int File::getPosition() const { return handle ? ftell_() : -1; }
 
+// A seek flushes the buffer, clears the end-of-file indicator and moves the
+// position. When there is nothing to flush or clear and the stream stands
+// at `position` already, it is skipped: reading or writing a file block by
+// block then costs no system call beyond the transfers.
 int File::setPosition(int position) {
   if (!handle) return -1;
+  if (position >= 0 && !std::feof(handle) && platform::pendingOutput(handle) == 0 &&
+      std::ftell(handle) == position) {
+    deferredSeek = position;
+    return position;
+  }
   return fseek_(position, SEEK_SET) == 0 ? position : -1;
+}
+
+void File::beginTransfer(Transfer direction) const {
+  if (deferredSeek >= 0 && lastTransfer != Transfer::none && lastTransfer != direction) {
+    fseek_(deferredSeek, SEEK_SET);
+  }
+  deferredSeek = -1;
+  lastTransfer = direction;
 }
 
 int File::ftell_() const {
@@ -144,6 +194,8 @@ int File::ftell_() const {
 
 int File::fseek_(long offset, int origin) const {
   const int result = std::fseek(handle, offset, origin);
+  deferredSeek = -1;
+  if (result == 0) lastTransfer = Transfer::none;
   if (result != 0) {
     Log::error(L"Set file position:fseek(%p,%d,%d) error! %s File:%s", static_cast<void*>(handle),
                static_cast<int>(offset), origin, getLastError(), fileName.getBuffer());

@@ -80,6 +80,9 @@ MemoryStream::Cache* MemoryStream::spillTail(Cache* tail) {
       Log::error(L"Create file cache error!");
       return tail;
     }
+    // Whole blocks gain nothing from a buffer, and a block written must be
+    // on the file or fail now, while its bytes are still in memory.
+    file->setBuffered(false);
   }
   auto* memory = static_cast<MemoryCache*>(tail);
   THandle<FileCache> region;
@@ -91,7 +94,8 @@ MemoryStream::Cache* MemoryStream::spillTail(Cache* tail) {
   } else {
     const int fileSize = file->getArchiveSize();
     if (fileSize >= kFileSizeLimit) return nullptr;
-    region = FileCache::create(file.get(), fileSize);
+    // A file that cannot be sized gets no region, and the write fails.
+    if (fileSize >= 0) region = FileCache::create(file.get(), fileSize);
   }
   if (!region || region->write(memory->getData(), Cache::kBlockSize) != Cache::kBlockSize) {
     Log::error(L"Write file cache error!");

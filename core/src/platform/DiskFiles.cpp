@@ -1,5 +1,6 @@
 #include "platform/DiskFiles.h"
 
+#include <stdio_ext.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,6 +39,14 @@ std::FILE* openFile(const wchar_t* name, const char* mode) {
     return nullptr;
   }
   return stream;
+}
+
+std::size_t pendingOutput(std::FILE* stream) { return __fpending(stream); }
+
+long long regularFileSize(std::FILE* stream) {
+  struct stat status;
+  if (fstat(fileno(stream), &status) != 0 || !S_ISREG(status.st_mode)) return -1;
+  return status.st_size;
 }
 
 bool removeFile(const wchar_t* name) { return std::remove(toSystemName(name).c_str()) == 0; }

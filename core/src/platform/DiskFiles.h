@@ -7,6 +7,7 @@
 // them.
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 
 #include <orvo/core/String.h>
@@ -16,6 +17,14 @@ namespace orvo::platform {
 // Opens `name` as a C library stream with `mode` ("rb", "w+b", ...); null on
 // failure. A directory is no file: it fails with EISDIR in every mode.
 std::FILE* openFile(const wchar_t* name, const char* mode);
+
+// The bytes written to `stream` that still wait in its buffer.
+std::size_t pendingOutput(std::FILE* stream);
+
+// The size of the regular file under `stream` as the system has it (so
+// without what waits in the stream's buffer); -1 for anything that is not a
+// regular file, or when the size cannot be read.
+long long regularFileSize(std::FILE* stream);
 
 // Deletes the file `name`; false on failure.
 bool removeFile(const wchar_t* name);

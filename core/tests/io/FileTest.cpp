@@ -98,6 +98,29 @@ TEST_F(FileTest, ClosedFilesFailAndPeekSizeAndAvailableKeepThePosition) {
   EXPECT_TRUE(log.errors.empty());
 }
 
+// A seek to where the stream stands is skipped when it has nothing to flush
+// or clear; reads, writes, sizes and the end-of-file rule stay as with seeks.
+TEST_F(FileTest, SeeksToTheCurrentPositionKeepEverySideEffectThatShows) {
+  for (const bool buffered : {true, false}) {
+    SCOPED_TRACE(buffered);
+    const String name = make("g", "abcdef");
+    ASSERT_TRUE(file->open(name, File::OPEN_READ | File::OPEN_WRITE) && file->setBuffered(buffered));
+    char got[8] = {};
+    const std::vector<int> first{file->read(got, 2), file->setPosition(2), file->write("XY", 2), file->setPosition(4)};
+    EXPECT_EQ(contents(name), "abXYef");  // the seek flushed
+    const std::vector<int> then{file->getArchiveSize(), file->read(got + 2, 2), file->setPosition(6),
+                                file->write("Z", 1),    file->getArchiveSize(), file->setPosition(0),
+                                file->read(got, 8),     file->available(),      file->getArchiveSize(),
+                                file->available()};
+    EXPECT_EQ(first, (std::vector<int>{2, 2, 2, 4}));
+    EXPECT_EQ(then, (std::vector<int>{6, 2, 6, 1, 7, 0, 7, -1, 7, 0}));
+    EXPECT_STREQ(got, "abXYefZ");
+    file->close();
+    EXPECT_EQ(contents(name), "abXYefZ");
+  }
+  EXPECT_FALSE(file->setBuffered(true));
+}
+
 TEST_F(FileTest, FailuresOfTheSystemAreLoggedWithTheirMessages) {
   char byte;
   const String empty = make("empty", "");

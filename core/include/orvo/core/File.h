@@ -67,6 +67,11 @@ class ORVO_API File : public Archive {
   // Closes the stream, if one is open; the name becomes empty.
   void close();
   bool isInvalid() const { return handle == nullptr; }
+  // Whether transfers pass through the C library's buffer, as they do after
+  // open. Without it every read and write goes straight to the system, so a
+  // write that fails says so at once, not at a later flush. Call it before
+  // the first transfer; false on a closed file.
+  bool setBuffered(bool buffered);
   // The name of the open file; empty while closed.
   const String& getFileName() const { return fileName; }
 
@@ -108,9 +113,19 @@ class ORVO_API File : public Archive {
   // The rules shared by read and write for a transfer of `count` bytes.
   int transferResult(std::size_t count, const wchar_t* message) const;
   int sizeFromPosition(int& position) const;
+  int sizeBySeeking(int position) const;
+  enum class Transfer : unsigned char { none, reading, writing };
+  void beginTransfer(Transfer direction) const;
+  void learnPosition();
 
   String fileName;
   std::FILE* handle = nullptr;
+  // A seek to where the stream already stands is skipped when it would do
+  // nothing else (see setPosition). The C library still asks for a seek
+  // between a read and a write, so the skipped seek's position is kept and
+  // the seek made after all if the next transfer turns round.
+  mutable Transfer lastTransfer = Transfer::none;
+  mutable int deferredSeek = -1;
 };
 
 // The MD5 digest of the file `fileName`, opened for reading; false if it
