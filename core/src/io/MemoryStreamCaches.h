@@ -96,6 +96,7 @@ class MemoryStream::FileCache final : public Cache {
   int write(const void* src, int n) override;
 
   void clear() noexcept { readPosition = writePosition = beginPosition; }
+  int getEndPosition() const noexcept { return endPosition; }
 
   static void* operator new(std::size_t size) noexcept { return pool.allocate(size); }
   static void operator delete(void* object) noexcept { pool.release(object); }
@@ -128,6 +129,9 @@ struct MemoryStreamInspector {
   static int fileCaches(const MemoryStream& s) { return s.fileCacheCount; }
   static int freeFileCaches(const MemoryStream& s) { return static_cast<int>(s.freeFileCaches.size()); }
   static File* file(const MemoryStream& s) { return s.file.get(); }
+  // The stream asks its file's size once and then counts; a test that grows
+  // the file behind its back makes it ask again.
+  static void forgetFileSize(MemoryStream& s) { s.fileEnd = -1; }
 };
 
 }  // namespace orvo

@@ -92,7 +92,10 @@ MemoryStream::Cache* MemoryStream::spillTail(Cache* tail) {
     region = freeFileCaches.front();
     region->clear();
   } else {
-    const int fileSize = file->getArchiveSize();
+    // The size is asked of the file once, then counted, since each question
+    // is a system call. A region whose write failed may have grown the file
+    // in part; the next region then covers those bytes.
+    const int fileSize = fileEnd >= 0 ? fileEnd : file->getArchiveSize();
     if (fileSize >= kFileSizeLimit) return nullptr;
     // A file that cannot be sized gets no region, and the write fails.
     if (fileSize >= 0) region = FileCache::create(file.get(), fileSize);
@@ -106,6 +109,7 @@ MemoryStream::Cache* MemoryStream::spillTail(Cache* tail) {
     freeFileCaches.pop_front();
   } else {
     ++fileCacheCount;
+    fileEnd = region->getEndPosition();
   }
   caches.insert(caches.end() - 1, region);
   return memory;
@@ -143,6 +147,7 @@ void MemoryStream::freeFileCache(Cache* cache) {
     freeFileCaches.clear();
     fileCacheCount = 0;
     file = nullptr;
+    fileEnd = -1;
   }
 }
 

@@ -90,6 +90,7 @@ class ORVO_API MemoryStream : public IO {
   int memoryCacheCount = 0;
   THandle<File> file;  // The temporary file, from the first spill.
   int fileCacheCount = 0;  // Regions of `file`, in `caches` or free.
+  int fileEnd = -1;        // The size of `file` as last known; -1 when unknown.
   std::deque<THandle<FileCache>> freeFileCaches;  // Emptied regions, oldest first.
 };
 
