@@ -150,9 +150,15 @@ TEST_F(FileTest, FailuresOfTheSystemAreLoggedWithTheirMessages) {
   EXPECT_EQ(log.errors[1].substr(log.errors[1].find(L',')), L",0,0) error! ESPIPE: Invalid seek. File:" + name);
   log.errors.clear();
   file->open(at("sparse"), 13);  // positions end at 2^31 - 1
-  const std::vector<int> beyond{file->setPosition(INT_MAX), file->write("x", 1), file->getPosition()};
-  EXPECT_EQ(beyond, (std::vector<int>{INT_MAX, 1, -1}));
-  EXPECT_EQ(log.errors, Texts{L"Get file position error! UNKNOWN: Unknown error File:" + (dir / "sparse").wstring()});
+  const std::vector<int> beyond{file->setPosition(INT_MAX), file->write("x", 1), file->getPosition(),
+                                file->setPosition(0),       file->getArchiveSize(), file->setPosition(-1)};
+  EXPECT_EQ(beyond, (std::vector<int>{INT_MAX, 1, -1, 0, -1, -1}));
+  const std::wstring sparse = (dir / "sparse").wstring();
+  const std::wstring tooFar = L"Get file position error! UNKNOWN: Unknown error File:" + sparse;
+  EXPECT_EQ(Texts(log.errors.begin(), log.errors.begin() + 2), Texts(2, tooFar));
+  EXPECT_EQ(log.errors.at(2).substr(log.errors[2].find(L',')), L",-1,0) error! EINVAL: Invalid argument. File:" + sparse);
+  file->open(L"/dev/zero", 4);  // no regular file: sized by seeking
+  EXPECT_EQ(file->getArchiveSize(), 0);
 }
 
 TEST_F(FileTest, Md5HashesTheWholeFileAndKeepsThePosition) {

@@ -172,6 +172,10 @@ TEST_F(MemoryStreamTest, FileAtItsLimitLeavesDataInMemoryAndABrokenOneFailsReads
   EXPECT_EQ(std::tuple(s->read(out.data(), 1), s->peek(out.data(), 1)), std::tuple(-1, -1));
   EXPECT_EQ(std::tuple(log.errors, Probe::shape(*s), s->available()),
             std::tuple(Texts{L"Read cache error!"}, "fmmmm", 5 * kBlock - 2000));
+  Probe::forgetFileSize(*s);  // a file that cannot be sized takes no block
+  EXPECT_EQ(put(0, 13 * kBlock), 13 * kBlock);
+  EXPECT_EQ(std::tuple(log.errors.back(), Probe::shape(*s)),
+            std::tuple(L"Write file cache error!", "f" + std::string(17, 'm')));
 }
 
 // The file may not grow beyond three blocks, and writes beyond fail with
