@@ -5,15 +5,15 @@
 //
 // Bytes below 0xC0 are characters of those codes; bytes from 0xC0 on stand
 // for characters of 255 and above, as in the property_text target.
-#include <orvo/core/Exception.h>
-#include <orvo/core/PropertyConvert.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <list>
 #include <map>
 #include <string>
 #include <vector>
+
+#include <orvo/core/Exception.h>
+#include <orvo/core/PropertyConvert.h>
 
 namespace {
 

@@ -1,12 +1,13 @@
 // The text forms of the property value types. Numbers are read the way the
 // C library's wide conversions read them and written through the library's
 // one wide formatter; the geometry values are scanned by swscanf.
-#include <orvo/core/Exception.h>
 #include <orvo/core/PropertyConvert.h>
 
 #include <climits>
 #include <cstdarg>
 #include <cwchar>
+
+#include <orvo/core/Exception.h>
 
 #include "property/PropertyTextReader.h"
 

@@ -54,6 +54,15 @@
 // thread at a time.
 #pragma once
 
+#include <cstdint>
+#include <list>
+#include <map>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
 #include <orvo/core/Buffer.h>
 #include <orvo/core/Export.h>
 #include <orvo/core/Point.h>
@@ -66,15 +75,6 @@
 #include <orvo/core/Vector2.h>
 #include <orvo/core/Vector3.h>
 #include <orvo/core/Vector4.h>
-
-#include <cstdint>
-#include <list>
-#include <map>
-#include <string>
-#include <string_view>
-#include <type_traits>
-#include <utility>
-#include <vector>
 
 namespace orvo {
 
