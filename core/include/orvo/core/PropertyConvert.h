@@ -167,7 +167,7 @@ ORVO_API void forEachPropertyItem(const String& text, PropertyItemVisit visit, v
 
 // The same with any callable taking a PropertyItem.
 template <class Visitor>
-requires std::is_invocable_v<Visitor&, const PropertyItem&>
+  requires std::is_invocable_v<Visitor&, const PropertyItem&>
 void forEachPropertyItem(const String& text, Visitor&& visitor) {
   using Target = std::remove_reference_t<Visitor>;
   forEachPropertyItem(
