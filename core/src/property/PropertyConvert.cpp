@@ -59,12 +59,18 @@ void writeFields(String& text, const wchar_t* format, const Value& value, Field 
   text.format(format, formatArgument(value.*fields)...);
 }
 
+// Each replacement runs over the whole text before the next, in the order
+// the format was designed with: reading "\\{" gives "{", not "\{".
+String replacedInTurn(String text, const wchar_t* const (&steps)[3][2]) {
+  for (const auto& step : steps) text.replace(step[0], step[1]);
+  return text;
+}
+
 void writeDecimal(long long value, String& text) { text.format(L"%I64d", value); }
 
 }  // namespace
 
-// ---- numbers and text
-// ---------------------------------------------------------
+// ---- numbers and text -------------------------------------------------------
 
 void convertPropertyToClass(const String& text, int& value) { value = readInt(text); }
 void convertPropertyToString(const int& value, String& text) { text.format(L"%d", value); }
@@ -101,21 +107,13 @@ void convertPropertyToString(const double& value, String& text) { text.format(L"
 void convertPropertyToClass(const String& text, bool& value) { value = text == L"true"; }
 void convertPropertyToString(const bool& value, String& text) { text = value ? L"true" : L"false"; }
 
-// The replacements run one after the other, in this order, as the format
-// was designed: reading "\\{" gives "{", not "\{".
 void convertPropertyToClass(const String& text, String& value) {
-  String plain = text;
-  plain.replace(L"\\\\", L"\\");
-  plain.replace(L"\\{", L"{");
-  plain.replace(L"\\}", L"}");
-  value = plain;
+  static constexpr const wchar_t* kUnescape[3][2] = {{L"\\\\", L"\\"}, {L"\\{", L"{"}, {L"\\}", L"}"}};
+  value = replacedInTurn(text, kUnescape);
 }
 void convertPropertyToString(const String& value, String& text) {
-  String escaped = value;
-  escaped.replace(L"\\", L"\\\\");
-  escaped.replace(L"{", L"\\{");
-  escaped.replace(L"}", L"\\}");
-  text = escaped;
+  static constexpr const wchar_t* kEscape[3][2] = {{L"\\", L"\\\\"}, {L"{", L"\\{"}, {L"}", L"\\}"}};
+  text = replacedInTurn(value, kEscape);
 }
 
 void convertPropertyToClass(const String& text, Varint& value) {
@@ -126,8 +124,7 @@ void convertPropertyToString(const Varint& value, String& text) { writeDecimal(v
 void convertPropertyToClass(const String& text, TimeSpan& value) { value = TimeSpan(readInt64(text)); }
 void convertPropertyToString(const TimeSpan& value, String& text) { writeDecimal(value.getSpan(), text); }
 
-// ---- values of the library
-// ------------------------------------------------------
+// ---- values of the library --------------------------------------------------
 
 void convertPropertyToClass(const String& text, Buffer& value) {
   if (!value.convertFromHex(text)) ORVO_THROW("void convertPropertyToClass(String const &,Buffer &)");

@@ -4,15 +4,14 @@
 //
 // Each type has one pair, found by overload resolution:
 //
-//   void convertPropertyToClass(String const &text, T &value);   // text ->
-//   value void convertPropertyToString(T const &value, String &text);  // value
-//   -> text
+//   void convertPropertyToClass(String const &text, T &value);   // text -> value
+//   void convertPropertyToString(T const &value, String &text);  // value -> text
 //
 //   Point size;
-//   convertPropertyToClass(L"640, 480", size);      // 640, 480
+//   convertPropertyToClass(L"640, 480", size);   // 640, 480
 //   std::vector<int> list{1, 2, 3};
 //   String text;
-//   convertPropertyToString(list, text);              // "{1}{2}{3}"
+//   convertPropertyToString(list, text);         // "{1}{2}{3}"
 //
 // Text forms, by type:
 //   int, int16_t, uint16_t, int8_t, uint8_t   "%d" of the value. Read as the C
@@ -78,8 +77,7 @@
 
 namespace orvo {
 
-// ---- numbers and text
-// ---------------------------------------------------------
+// ---- numbers and text -------------------------------------------------------
 
 ORVO_API void convertPropertyToClass(const String& text, int& value);
 ORVO_API void convertPropertyToString(const int& value, String& text);
@@ -106,8 +104,7 @@ ORVO_API void convertPropertyToString(const Varint& value, String& text);
 ORVO_API void convertPropertyToClass(const String& text, TimeSpan& value);
 ORVO_API void convertPropertyToString(const TimeSpan& value, String& text);
 
-// ---- values of the library
-// ------------------------------------------------------
+// ---- values of the library --------------------------------------------------
 
 ORVO_API void convertPropertyToClass(const String& text, Buffer& value);
 ORVO_API void convertPropertyToString(const Buffer& value, String& text);
@@ -224,8 +221,7 @@ void writePropertySequence(const Sequence& value, String& text) {
 
 }  // namespace detail
 
-// ---- containers
-// -------------------------------------------------------------------
+// ---- containers -------------------------------------------------------------
 
 // All six are declared before any is defined, so that containers of
 // containers find each other.
