@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdarg>
 #include <cwchar>
+#include <utility>
 
 #include <orvo/core/Exception.h>
 
@@ -126,8 +127,11 @@ void convertPropertyToString(const TimeSpan& value, String& text) { writeDecimal
 
 // ---- values of the library --------------------------------------------------
 
+// Read into a new block, so that a text that does not read leaves the bytes.
 void convertPropertyToClass(const String& text, Buffer& value) {
-  if (!value.convertFromHex(text)) ORVO_THROW("void convertPropertyToClass(String const &,Buffer &)");
+  Buffer read;
+  if (!read.convertFromHex(text)) ORVO_THROW("void convertPropertyToClass(String const &,Buffer &)");
+  value = std::move(read);
 }
 void convertPropertyToString(const Buffer& value, String& text) { text = value.convertToHex(); }
 
@@ -141,6 +145,8 @@ void convertPropertyToClass(const String& text, Uuid& value) {
     ORVO_THROW("void convertPropertyToClass(String const &,Uuid &)");
   }
 }
+// The writers of Uuid and uuid_node_t answer false for no value today; the
+// checks keep the designed message should one of them ever refuse.
 void convertPropertyToString(const Uuid& value, String& text) {
   wchar_t digits[37];
   if (!uuid_convertToString(value, digits)) ORVO_THROW("void convertPropertyToString(Uuid const &,String &)");

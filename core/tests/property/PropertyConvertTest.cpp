@@ -143,7 +143,10 @@ TEST(PropertyConvertTest, ContainersPassOnFailures) {
   }
   Point point(7, 8);  // a value that does not read stays as it was
   EXPECT_NE(raisedBy<Point&>(L"1,", point), L"");
+  Buffer bytes = read<Buffer>(L"01");
+  EXPECT_NE(raisedBy<Buffer&>(L"abzz", bytes), L"");
   EXPECT_EQ(point, Point(7, 8));
+  EXPECT_EQ(written(bytes), L"01");
 }
 
 TEST(PropertyConvertTest, ItemWalkGivesNameTypeAndValue) {
