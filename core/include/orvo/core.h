@@ -32,6 +32,7 @@
 #include <orvo/core/PacketReader.h>
 #include <orvo/core/PacketWriter.h>
 #include <orvo/core/Point.h>
+#include <orvo/core/PropertyConvert.h>
 #include <orvo/core/PropertyText.h>
 #include <orvo/core/PulseGenerator.h>
 #include <orvo/core/Quaternion.h>
