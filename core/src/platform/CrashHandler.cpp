@@ -1,0 +1,225 @@
+#include "platform/CrashHandler.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <ucontext.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+
+#include "platform/CrashRecord.h"
+
+extern char** environ;
+
+namespace orvo::platform {
+namespace {
+
+constexpr int kFatalSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP};
+constexpr std::size_t kAlternateStackSize = 64 * 1024;
+constexpr long kWriterWaitMs = 9000;
+constexpr long kPollMs = 20;
+
+// Everything the handler touches, prepared before any crash.
+CrashRecord record{};
+char writerPath[4096];
+char recordArgument[32];
+char* writerArguments[3] = {writerPath, recordArgument, nullptr};
+alignas(16) char cloneStack[16 * 1024];
+char statusText[8192];
+std::atomic<int> handlerThread{0};  // the thread id of the first crash, 0 before
+std::once_flag installed;
+bool installResult = false;
+
+long rawCall(long number, long a = 0, long b = 0, long c = 0, long d = 0) {
+  return syscall(number, a, b, c, d);
+}
+
+int currentThreadId() { return static_cast<int>(rawCall(SYS_gettid)); }
+
+void sleepMs(long ms) {
+  timespec pause{ms / 1000, (ms % 1000) * 1000000};
+  while (nanosleep(&pause, &pause) != 0) {
+  }
+}
+
+// A non-zero TracerPid in /proc/self/status, read with plain system calls.
+bool isTraced() {
+  const int file = open("/proc/self/status", O_RDONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  std::size_t length = 0;
+  for (ssize_t got; length < sizeof statusText - 1 &&
+                    (got = read(file, statusText + length, sizeof statusText - 1 - length)) > 0;)
+    length += static_cast<std::size_t>(got);
+  close(file);
+  statusText[length] = 0;
+  const char* field = std::strstr(statusText, "TracerPid:");
+  if (field == nullptr) return false;
+  field += 10;
+  while (*field == ' ' || *field == '\t') ++field;
+  return *field >= '1' && *field <= '9';
+}
+
+void fillRecord(const siginfo_t* info, const ucontext_t* context) {
+  record.signal = info->si_signo;
+  record.code = info->si_code;
+  record.threadId = currentThreadId();
+  record.faultAddress = reinterpret_cast<std::uint64_t>(info->si_addr);
+  if (context == nullptr) return;
+  for (int i = 0; i < CrashRecord::kRegisterCount; ++i)
+    record.registers[i] = static_cast<std::uint64_t>(context->uc_mcontext.gregs[i]);
+  if (context->uc_mcontext.fpregs != nullptr) {
+    std::memcpy(record.floatingPoint, context->uc_mcontext.fpregs, sizeof record.floatingPoint);
+    record.hasFloatingPoint = 1;
+  }
+}
+
+// The child shares the memory of the crashed process until execve, so it
+// does nothing but restore the signal mask and exec.
+int startWriter(void*) {
+  sigset_t none;
+  sigemptyset(&none);
+  rawCall(SYS_rt_sigprocmask, SIG_SETMASK, reinterpret_cast<long>(&none), 0, sizeof(long));
+  rawCall(SYS_execve, reinterpret_cast<long>(writerPath), reinterpret_cast<long>(writerArguments),
+          reinterpret_cast<long>(environ));
+  rawCall(SYS_exit, 127);
+  return 127;
+}
+
+void runWriter() {
+  prctl(PR_SET_DUMPABLE, 1, 0, 0, 0);
+  prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY, 0, 0, 0);  // under Yama's restrictions
+  sigset_t all, previous;
+  sigfillset(&all);
+  rawCall(SYS_rt_sigprocmask, SIG_SETMASK, reinterpret_cast<long>(&all),
+          reinterpret_cast<long>(&previous), sizeof(long));
+  const pid_t child = clone(startWriter, cloneStack + sizeof cloneStack,
+                            CLONE_VM | CLONE_VFORK | SIGCHLD, nullptr);
+  rawCall(SYS_rt_sigprocmask, SIG_SETMASK, reinterpret_cast<long>(&previous), 0, sizeof(long));
+  if (child <= 0) return;
+  int status = 0;
+  for (long waited = 0;; waited += kPollMs) {
+    const pid_t done = static_cast<pid_t>(rawCall(SYS_wait4, child, reinterpret_cast<long>(&status),
+                                                  WNOHANG | __WALL, 0));
+    if (done != 0) return;  // ended, or reaped by someone else
+    if (waited >= kWriterWaitMs) break;
+    sleepMs(kPollMs);
+  }
+  kill(child, SIGKILL);
+  rawCall(SYS_wait4, child, reinterpret_cast<long>(&status), __WALL, 0);
+}
+
+// Hands the signal on: its default action takes over, and the signal comes
+// again as soon as the handler returns, whatever sent it the first time.
+void handOn(int signal) {
+  struct sigaction standard{};
+  standard.sa_handler = SIG_DFL;
+  sigemptyset(&standard.sa_mask);
+  sigaction(signal, &standard, nullptr);
+  rawCall(SYS_tgkill, getpid(), currentThreadId(), signal);
+}
+
+void onFatalSignal(int signal, siginfo_t* info, void* context) {
+  const int self = currentThreadId();
+  int expected = 0;
+  if (!handlerThread.compare_exchange_strong(expected, self)) {
+    // A fault on another thread while the first is being written waits for
+    // that to end the process; a fault in the handler itself goes on at once.
+    for (long waited = 0; expected != self && waited < kWriterWaitMs + 1000; waited += kPollMs)
+      sleepMs(kPollMs);
+    handOn(signal);
+    return;
+  }
+  if (!isTraced()) {
+    fillRecord(info, static_cast<const ucontext_t*>(context));
+    runWriter();
+  }
+  handOn(signal);
+}
+
+bool isExecutable(const std::string& path) { return !path.empty() && access(path.c_str(), X_OK) == 0; }
+
+std::string findWriter() {
+  if (const char* chosen = std::getenv("ORVO_CRASH_WRITER"); chosen != nullptr && *chosen != 0)
+    return isExecutable(chosen) ? chosen : std::string();
+  Dl_info where{};
+  if (dladdr(reinterpret_cast<void*>(&installCrashHandler), &where) == 0 || where.dli_fname == nullptr)
+    return {};
+  std::string directory = where.dli_fname;
+  const std::size_t slash = directory.rfind('/');
+  directory = slash == std::string::npos ? std::string(".") : directory.substr(0, slash);
+  for (const char* place : {"/orvo_crash_writer", "/../libexec/orvo_crash_writer"})
+    if (isExecutable(directory + place)) return directory + place;
+  return {};
+}
+
+struct AlternateStack {
+  void* memory = nullptr;
+  ~AlternateStack() {
+    if (memory == nullptr) return;
+    stack_t off{};
+    off.ss_flags = SS_DISABLE;
+    sigaltstack(&off, nullptr);
+    munmap(memory, kAlternateStackSize);
+  }
+};
+
+}  // namespace
+
+const char* crashWriterPath() {
+  static const std::string path = findWriter();
+  return path.c_str();
+}
+
+void setCrashContact(const char* address) {
+  std::snprintf(record.contact, sizeof record.contact, "%s", address == nullptr ? "" : address);
+}
+
+bool giveThreadAlternateStack() {
+  stack_t current{};
+  if (sigaltstack(nullptr, &current) == 0 && (current.ss_flags & SS_DISABLE) == 0) return true;
+  thread_local AlternateStack owned;
+  owned.memory = mmap(nullptr, kAlternateStackSize, PROT_READ | PROT_WRITE,
+                      MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);
+  if (owned.memory == MAP_FAILED) {
+    owned.memory = nullptr;
+    return false;
+  }
+  stack_t stack{};
+  stack.ss_sp = owned.memory;
+  stack.ss_size = kAlternateStackSize;
+  return sigaltstack(&stack, nullptr) == 0;
+}
+
+bool installCrashHandler() {
+  std::call_once(installed, [] {
+    const char* path = crashWriterPath();
+    if (*path == 0 || std::strlen(path) >= sizeof writerPath) return;
+    std::memcpy(writerPath, path, std::strlen(path) + 1);
+    std::snprintf(recordArgument, sizeof recordArgument, "%p", static_cast<void*>(&record));
+    record.magic = CrashRecord::kMagic;
+    record.size = sizeof record;
+    if (record.contact[0] == 0) setCrashContact("support@orvo.dev");
+    giveThreadAlternateStack();
+    struct sigaction action{};
+    action.sa_sigaction = onFatalSignal;
+    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
+    sigemptyset(&action.sa_mask);
+    for (const int signal : kFatalSignals) sigaction(signal, &action, nullptr);
+    installResult = true;
+  });
+  return installResult;
+}
+
+}  // namespace orvo::platform

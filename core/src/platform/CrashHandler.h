@@ -1,0 +1,36 @@
+// CrashHandler.h: the signal side of the crash reporter.
+//
+// The handler runs inside a process that may be in any state: another thread
+// may hold the allocator's lock, the heap may be broken. So it only does
+// async-signal-safe work on memory prepared at installation: it stores the
+// faulting context in a static CrashRecord, starts the crash writer program
+// with a raw clone that execs at once (no atfork handlers, no locks), lets it
+// trace the process, waits for it for at most 9 s and then hands the signal
+// on with its default action, so the process dies by the original signal.
+// All heavy work (files, minidump, report) happens in the writer, a fresh
+// process with a clean heap.
+//
+// Installation and the alternate stacks may be asked for from any thread;
+// installation happens once per process.
+#pragma once
+
+namespace orvo::platform {
+
+// Installs the handler for SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT and
+// SIGTRAP and gives the calling thread an alternate signal stack. False if
+// no crash writer program was found (nothing is installed then).
+bool installCrashHandler();
+
+// The contact address named by the message on standard error; cut to fit.
+void setCrashContact(const char* address);
+
+// Gives the calling thread an alternate signal stack of its own, so that a
+// stack overflow there is reported too; freed when the thread ends. True if
+// the thread has one now.
+bool giveThreadAlternateStack();
+
+// Where the crash writer program is: $ORVO_CRASH_WRITER, else next to the
+// shared library, else in ../libexec from it. Empty if none is executable.
+const char* crashWriterPath();
+
+}  // namespace orvo::platform

@@ -1,0 +1,70 @@
+// A program that installs the crash handler and then faults in the way its
+// first argument names, for the tests that check what a real crash leaves.
+// It prints "armed" on standard output before it faults.
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <thread>
+
+#include <orvo/core/CrashReporter.h>
+
+namespace {
+
+volatile int zero = 0;
+int* volatile nowhere = nullptr;
+
+// Recurses until the stack runs out; `zero` keeps the compiler from
+// proving that it never ends.
+__attribute__((noinline)) int crashChildOverflow(int depth) {
+  volatile char fill[1024];
+  fill[0] = static_cast<char>(depth);
+  if (depth < 0 && zero != 0) return fill[0];
+  return crashChildOverflow(depth + 1) + fill[0];
+}
+
+__attribute__((noinline)) void crashChildFault(const char* how) {
+  if (std::strcmp(how, "segv") == 0) *nowhere = 1;
+  if (std::strcmp(how, "overflow") == 0) crashChildOverflow(0);
+  if (std::strcmp(how, "abort") == 0) std::abort();
+  if (std::strcmp(how, "divide") == 0) std::printf("%d\n", 1 / zero);
+  if (std::strcmp(how, "illegal") == 0) __builtin_trap();
+  if (std::strcmp(how, "trap") == 0) __asm__ volatile("int3");
+  if (std::strcmp(how, "terminate") == 0) throw std::runtime_error("nobody catches this");
+}
+
+// Holds the allocator busy on another thread while the main thread faults.
+void allocateForever() {
+  for (;;) {
+    void* volatile block = std::malloc(64);
+    std::free(block);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 2) return 2;
+  orvo::CrashReporter::setContactAddress("crashes@example.org");
+  orvo::handled_exception_filter();
+  const char* how = argv[1];
+  std::printf("armed\n");
+  std::fflush(stdout);
+  if (std::strncmp(how, "thread-", 7) == 0) {
+    std::thread([how] {
+      orvo::CrashReporter::giveThreadAlternateStack();
+      crashChildFault(how + 7);
+    }).join();
+  } else if (std::strncmp(how, "busy-", 5) == 0) {
+    for (int i = 0; i < 2; ++i) std::thread(allocateForever).detach();
+    usleep(1000);
+    crashChildFault(how + 5);
+  } else {
+    crashChildFault(how);
+  }
+  return 0;
+}
