@@ -156,7 +156,9 @@ const Mapping* CrashedProcess::mappingOf(std::uint64_t address) const {
 
 bool CrashedProcess::stackOf(std::uint64_t stackPointer, std::uint64_t& low,
                              std::uint64_t& high) const {
+  // A guard page is mapped but unreadable: the stack is the mapping above.
   const Mapping* holder = mappingOf(stackPointer);
+  if (holder != nullptr && holder->permissions.find('r') == std::string::npos) holder = nullptr;
   if (holder == nullptr)
     for (const Mapping& mapping : _mappings)
       if (mapping.start > stackPointer && mapping.start - stackPointer <= (1u << 20)) {

@@ -16,6 +16,7 @@
 namespace {
 
 volatile int zero = 0;
+volatile int seven = 7;
 int* volatile nowhere = nullptr;
 
 // Recurses until the stack runs out; `zero` keeps the compiler from
@@ -31,7 +32,7 @@ __attribute__((noinline)) void crashChildFault(const char* how) {
   if (std::strcmp(how, "segv") == 0) *nowhere = 1;
   if (std::strcmp(how, "overflow") == 0) crashChildOverflow(0);
   if (std::strcmp(how, "abort") == 0) std::abort();
-  if (std::strcmp(how, "divide") == 0) std::printf("%d\n", 1 / zero);
+  if (std::strcmp(how, "divide") == 0) std::printf("%d\n", seven / zero);
   if (std::strcmp(how, "illegal") == 0) __builtin_trap();
   if (std::strcmp(how, "trap") == 0) __asm__ volatile("int3");
   if (std::strcmp(how, "terminate") == 0) throw std::runtime_error("nobody catches this");
@@ -59,6 +60,11 @@ int main(int argc, char** argv) {
       orvo::CrashReporter::giveThreadAlternateStack();
       crashChildFault(how + 7);
     }).join();
+  } else if (std::strncmp(how, "double-", 7) == 0) {
+    // Two threads fault at once: one is reported, the other handed on.
+    std::thread other([how] { crashChildFault(how + 7); });
+    crashChildFault(how + 7);
+    other.join();
   } else if (std::strncmp(how, "busy-", 5) == 0) {
     for (int i = 0; i < 2; ++i) std::thread(allocateForever).detach();
     usleep(1000);

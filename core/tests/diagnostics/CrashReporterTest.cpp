@@ -1,0 +1,231 @@
+// Crash reporter: the program of crash/CrashChild.cpp faults for real in a
+// directory of its own, and the files it leaves, its message, its death and
+// the minidump as lldb reads it are checked; then the report's pieces.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/ptrace.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "diagnostics/crashwriter/CrashReport.h"
+
+namespace orvo {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string fileText(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+template <class T>
+T field(const std::string& bytes, std::size_t at) {
+  T value{};
+  if (at + sizeof value <= bytes.size()) std::memcpy(&value, bytes.data() + at, sizeof value);
+  return value;
+}
+
+// A copy of the crashing program in a fresh directory, where it leaves its files.
+class CrashedChild {
+ public:
+  explicit CrashedChild(const char* mode, bool traced = false) {
+    char pattern[] = "/tmp/orvo_crash_XXXXXX";
+    directory = mkdtemp(pattern);
+    program = directory / "orvo_crash_child";
+    fs::copy_file(ORVO_CRASH_CHILD, program);
+    const std::string errors = (directory / "stderr.txt").string();
+    const pid_t pid = fork();
+    if (pid == 0) {
+      if (traced) ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+      const int out = open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+      const int none = open("/dev/null", O_WRONLY);
+      dup2(out, STDERR_FILENO);
+      dup2(none, STDOUT_FILENO);
+      execl(program.c_str(), program.c_str(), mode, nullptr);
+      _exit(127);
+    }
+    // A tracer passes every signal on, as a debugger that is told to go on.
+    bool execStop = traced;
+    for (;;) {
+      waitpid(pid, &status, 0);
+      if (!WIFSTOPPED(status)) break;
+      const int signal = execStop ? 0 : WSTOPSIG(status);
+      execStop = false;
+      ptrace(PTRACE_CONT, pid, nullptr, reinterpret_cast<void*>(static_cast<long>(signal)));
+    }
+    message = fileText(directory / "stderr.txt");
+    for (const auto& entry : fs::directory_iterator(directory)) {
+      const std::string name = entry.path().filename().string();
+      if (name.ends_with(".log")) report = entry.path();
+      if (name.ends_with(".dmp")) dump = entry.path();
+      if (name.starts_with("crash@")) ++crashFiles;
+    }
+  }
+  ~CrashedChild() { fs::remove_all(directory); }
+
+  fs::path directory, program, report, dump;
+  std::string message;
+  int status = 0;
+  int crashFiles = 0;
+};
+
+// The minidump's directory is sound: known streams, each once, inside the
+// file, and the thread list names the crashing thread first.
+void checkMinidump(const std::string& bytes, const std::string& program) {
+  ASSERT_EQ(bytes.substr(0, 4), "MDMP");
+  const auto streams = field<std::uint32_t>(bytes, 8);
+  const auto directory = field<std::uint32_t>(bytes, 12);
+  std::set<std::uint32_t> types;
+  std::uint32_t threadList = 0, exception = 0, modules = 0;
+  for (std::uint32_t i = 0; i < streams; ++i) {
+    const std::size_t entry = directory + i * 12;
+    const auto type = field<std::uint32_t>(bytes, entry), size = field<std::uint32_t>(bytes, entry + 4);
+    const auto rva = field<std::uint32_t>(bytes, entry + 8);
+    if (type == 0) continue;
+    EXPECT_TRUE(types.insert(type).second) << type;
+    EXPECT_LE(std::uint64_t{rva} + size, bytes.size()) << type;
+    const std::uint32_t entrySize = type == 3 ? 48 : type == 4 ? 108 : type == 5 ? 16 : 0;
+    if (entrySize != 0) {
+      EXPECT_EQ(size, 4 + entrySize * field<std::uint32_t>(bytes, rva)) << type;
+    }
+    if (type == 3) threadList = rva;
+    if (type == 4) modules = rva;
+    if (type == 6) exception = rva;
+  }
+  EXPECT_EQ(types, (std::set<std::uint32_t>{3, 4, 5, 6, 7, 0xF, 0x47670003, 0x47670004, 0x47670005,
+                                            0x47670006, 0x47670008, 0x47670009}));
+  EXPECT_EQ(field<std::uint32_t>(bytes, exception), field<std::uint32_t>(bytes, threadList + 4));
+  const auto context = field<std::uint32_t>(bytes, threadList + 4 + 0x2C);
+  EXPECT_EQ(field<std::uint32_t>(bytes, threadList + 4 + 0x28), 1232u);
+  EXPECT_EQ(field<std::uint32_t>(bytes, context + 0x30), 0x0010000Fu);
+  // The program is the first module, named in UTF-16, with its build id.
+  const auto name = field<std::uint32_t>(bytes, modules + 4 + 0x14);
+  std::string ascii;
+  for (std::uint32_t i = 0; i < field<std::uint32_t>(bytes, name); i += 2) ascii += bytes[name + 4 + i];
+  EXPECT_EQ(ascii, program);
+  EXPECT_EQ(field<std::uint32_t>(bytes, modules + 4 + 0x4C), 24u);
+}
+
+struct Fault {
+  const char* mode;
+  int signal;
+  const char* exception;
+};
+
+TEST(CrashReporter, EachFaultLeavesAReportAMinidumpAndAMessageAndDiesByItsSignal) {
+  const Fault faults[] = {
+      {"segv", SIGSEGV, "ACCESS_VIOLATION"},         {"overflow", SIGSEGV, "STACK_OVERFLOW"},
+      {"abort", SIGABRT, "UNKNOWN_ERROR"},           {"divide", SIGFPE, "INT_DIVIDE_BY_ZERO"},
+      {"illegal", SIGILL, "ILLEGAL_INSTRUCTION"},    {"trap", SIGTRAP, "BREAKPOINT"},
+      {"terminate", SIGABRT, "UNKNOWN_ERROR"},       {"thread-segv", SIGSEGV, "ACCESS_VIOLATION"},
+      {"thread-overflow", SIGSEGV, "STACK_OVERFLOW"}, {"busy-segv", SIGSEGV, "ACCESS_VIOLATION"},
+      {"double-segv", SIGSEGV, "ACCESS_VIOLATION"}};
+  const std::regex name(R"(crash@\d{4}-\d\d-\d\d \d\d\.\d\d\.\d\d\.(log|dmp))");
+  for (const Fault& fault : faults) {
+    SCOPED_TRACE(fault.mode);
+    const CrashedChild child(fault.mode);
+    ASSERT_TRUE(WIFSIGNALED(child.status));
+    EXPECT_EQ(WTERMSIG(child.status), fault.signal);
+    EXPECT_EQ(child.crashFiles, 2);
+    EXPECT_TRUE(std::regex_match(child.report.filename().string(), name));
+    EXPECT_EQ(child.report.stem(), child.dump.stem());
+    // std::terminate's own words may come first.
+    EXPECT_TRUE(child.message.ends_with(crashwriter::crashMessage(
+        child.report.string(), child.dump.string(), "crashes@example.org")))
+        << child.message;
+    const std::string report = fileText(child.report);
+    EXPECT_EQ(report.rfind("\nProcess info:\nCmd line: " + child.program.string() + " " +
+                               fault.mode + "\nPlatform: Linux OS version ", 0), 0u);
+    EXPECT_NE(report.find(std::string("\n\nException: ") + fault.exception + "\n\nRegisters:\nrax="),
+              std::string::npos);
+    EXPECT_NE(report.find("\nStacktrace:\n#1  0x"), std::string::npos);
+    EXPECT_NE(report.find("\n\nLoaded modules:\n0x"), std::string::npos);
+    EXPECT_NE(report.find("  " + child.program.string() + " (0.0.0.0, "), std::string::npos);
+    checkMinidump(fileText(child.dump), child.program.string());
+  }
+}
+
+TEST(CrashReporter, UnderADebuggerNothingIsWrittenAndTheFaultGoesOn) {
+  const CrashedChild child("segv", true);
+  ASSERT_TRUE(WIFSIGNALED(child.status));
+  EXPECT_EQ(WTERMSIG(child.status), SIGSEGV);
+  EXPECT_EQ(child.crashFiles, 0);
+  EXPECT_EQ(child.message, "");
+}
+
+TEST(CrashReporter, LldbShowsTheCrashingThreadsFramesByName) {
+  if (std::system("lldb-14 --version > /dev/null 2>&1") != 0) GTEST_SKIP() << "lldb-14 is missing";
+  for (const char* mode : {"segv", "thread-segv"}) {
+    const CrashedChild child(mode);
+    const std::string output = (child.directory / "lldb.txt").string();
+    const std::string command = "lldb-14 --batch -c '" + child.dump.string() + "' '" +
+                                child.program.string() + "' -o 'thread backtrace' > '" + output +
+                                "' 2>&1";
+    ASSERT_EQ(std::system(command.c_str()), 0);
+    const std::string backtrace = fileText(output);
+    EXPECT_NE(backtrace.find("stop reason = signal SIGSEGV"), std::string::npos) << backtrace;
+    EXPECT_NE(backtrace.find("frame #0: 0x"), std::string::npos) << backtrace;
+    EXPECT_NE(backtrace.find("orvo_crash_child`(anonymous namespace)::crashChildFault(char const*)"),
+              std::string::npos)
+        << backtrace;
+  }
+}
+
+TEST(CrashReport, ExceptionNamesFollowTheSignalAndItsCode) {
+  using crashwriter::exceptionName;
+  const std::uint64_t low = 0x7f0000100000, high = 0x7f0000200000;
+  EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_MAPERR, 0, low, high), "ACCESS_VIOLATION");
+  EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_MAPERR, high - 8, low, high), "STACK_OVERFLOW");
+  EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_MAPERR, low - (1 << 20), low, high), "STACK_OVERFLOW");
+  EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_MAPERR, low - (1 << 20) - 1, low, high), "ACCESS_VIOLATION");
+  EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_ACCERR, high, low, high), "ACCESS_VIOLATION");
+  const std::pair<int, const char*> others[] = {
+      {BUS_ADRALN, "DATATYPE_MISALIGNMENT"}, {BUS_ADRERR, "IN_PAGE_ERROR"}};
+  for (const auto& [code, text] : others) EXPECT_STREQ(exceptionName(SIGBUS, code, 0, 0, 0), text);
+  const std::pair<int, const char*> floating[] = {
+      {FPE_INTDIV, "INT_DIVIDE_BY_ZERO"}, {FPE_INTOVF, "INT_OVERFLOW"},
+      {FPE_FLTDIV, "FLT_DIVIDE_BY_ZERO"}, {FPE_FLTOVF, "FLT_OVERFLOW"},
+      {FPE_FLTUND, "FLT_UNDERFLOW"},      {FPE_FLTRES, "FLT_INEXACT_RESULT"},
+      {FPE_FLTINV, "FLT_INVALID_OPERATION"}, {FPE_FLTSUB, "UNKNOWN_ERROR"}};
+  for (const auto& [code, text] : floating) EXPECT_STREQ(exceptionName(SIGFPE, code, 0, 0, 0), text);
+  EXPECT_STREQ(exceptionName(SIGILL, ILL_PRVOPC, 0, 0, 0), "PRIV_INSTRUCTION");
+  EXPECT_STREQ(exceptionName(SIGILL, ILL_ILLOPN, 0, 0, 0), "ILLEGAL_INSTRUCTION");
+  EXPECT_STREQ(exceptionName(SIGTRAP, TRAP_TRACE, 0, 0, 0), "SINGLE_STEP");
+  EXPECT_STREQ(exceptionName(SIGTRAP, TRAP_BRKPT, 0, 0, 0), "BREAKPOINT");
+  EXPECT_STREQ(exceptionName(SIGABRT, SI_TKILL, 0, 0, 0), "UNKNOWN_ERROR");
+}
+
+TEST(CrashReport, LinesKeepTheirFormat) {
+  using crashwriter::Frame;
+  EXPECT_EQ(crashwriter::commandLineText(std::string("prog\0-a\0b\0", 10)), "Cmd line: prog -a b\n");
+  EXPECT_EQ(crashwriter::commandLineText(std::string(300, 'x')),
+            "Cmd line: " + std::string(256, 'x') + "\n");
+  int version[4];
+  crashwriter::moduleVersion("/usr/lib/libstdc++.so.6.0.30", version);
+  EXPECT_EQ((std::vector<int>(version, version + 4)), (std::vector<int>{6, 0, 30, 0}));
+  crashwriter::moduleVersion("/opt/x.so.1/program", version);
+  EXPECT_EQ((std::vector<int>(version, version + 4)), (std::vector<int>{0, 0, 0, 0}));
+  EXPECT_EQ(crashwriter::frameText(3, Frame{0x401000, "", "", "", 0, {}}),
+            "#3  0x0000000000401000 in (unknown function)\n");
+  EXPECT_EQ(crashwriter::frameText(1, Frame{0x10, std::string(210, 'f'), "", "a.cpp", 7, {"n = 1"}}),
+            "#1  0x0000000000000010 in " + std::string(200, 'f') + " () at a.cpp:7\n        n = 1\n");
+  EXPECT_EQ(crashwriter::frameText(2, Frame{0x10, "g", "a=1, b=2", "", 0, {}}),
+            "#2  0x0000000000000010 in g (a=1, b=2)\n");
+}
+
+}  // namespace
+}  // namespace orvo
