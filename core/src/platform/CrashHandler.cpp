@@ -21,6 +21,10 @@
 
 #include "platform/CrashRecord.h"
 
+#ifndef ORVO_CRASH_WRITER_FROM_LIBRARY
+#define ORVO_CRASH_WRITER_FROM_LIBRARY "../libexec/orvo_crash_writer"
+#endif
+
 extern char** environ;
 
 namespace orvo::platform {
@@ -159,8 +163,9 @@ std::string findWriter() {
   std::string directory = where.dli_fname;
   const std::size_t slash = directory.rfind('/');
   directory = slash == std::string::npos ? std::string(".") : directory.substr(0, slash);
-  for (const char* place : {"/orvo_crash_writer", "/../libexec/orvo_crash_writer"})
-    if (isExecutable(directory + place)) return directory + place;
+  // Next to the library in the build tree; where it is installed otherwise.
+  for (const char* place : {"orvo_crash_writer", ORVO_CRASH_WRITER_FROM_LIBRARY})
+    if (isExecutable(directory + "/" + place)) return directory + "/" + place;
   return {};
 }
 

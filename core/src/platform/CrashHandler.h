@@ -30,7 +30,8 @@ void setCrashContact(const char* address);
 bool giveThreadAlternateStack();
 
 // Where the crash writer program is: $ORVO_CRASH_WRITER, else next to the
-// shared library, else in ../libexec from it. Empty if none is executable.
+// shared library (the build tree), else in the libexec directory of the
+// installation, found from the library. Empty if none is executable.
 const char* crashWriterPath();
 
 }  // namespace orvo::platform

@@ -25,6 +25,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+const std::string kChildSource = fs::path(__FILE__).parent_path() / "crash/CrashChild.cpp";
+
 std::string fileText(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
   std::stringstream text;
@@ -153,6 +155,11 @@ TEST(CrashReporter, EachFaultLeavesAReportAMinidumpAndAMessageAndDiesByItsSignal
     EXPECT_NE(report.find(std::string("\n\nException: ") + fault.exception + "\n\nRegisters:\nrax="),
               std::string::npos);
     EXPECT_NE(report.find("\nStacktrace:\n#1  0x"), std::string::npos);
+    const char* function = std::strstr(fault.mode, "overflow") ? "Overflow" : "Fault";
+    EXPECT_NE(report.find(std::string(" in (anonymous namespace)::crashChild") + function +
+                          " () at " + kChildSource + ":"),
+              std::string::npos)
+        << report;
     EXPECT_NE(report.find("\n\nLoaded modules:\n0x"), std::string::npos);
     EXPECT_NE(report.find("  " + child.program.string() + " (0.0.0.0, "), std::string::npos);
     checkMinidump(fileText(child.dump), child.program.string());

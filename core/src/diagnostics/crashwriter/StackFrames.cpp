@@ -1,13 +1,153 @@
 #include "diagnostics/crashwriter/StackFrames.h"
 
-namespace orvo::crashwriter {
+#include <cxxabi.h>
+#include <dlfcn.h>
+#include <elfutils/libdwfl.h>
 
-// Only the faulting instruction so far: walking further and naming frames
-// needs the module's unwind tables and symbols.
+#include <cstdlib>
+#include <cstring>
+
+namespace orvo::crashwriter {
+namespace {
+
+constexpr int kMostFrames = 256;
+
+// libdw is opened at run time, so that the writer runs where it is missing;
+// the types come from its own declarations.
+struct Dw {
+  decltype(&dwfl_begin) begin;
+  decltype(&dwfl_end) end;
+  decltype(&dwfl_linux_proc_find_elf) findElf;
+  decltype(&dwfl_standard_find_debuginfo) findDebugInfo;
+  decltype(&dwfl_linux_proc_report) procReport;
+  decltype(&dwfl_report_end) reportEnd;
+  decltype(&dwfl_attach_state) attachState;
+  decltype(&dwfl_thread_state_registers) stateRegisters;
+  decltype(&dwfl_getthread_frames) threadFrames;
+  decltype(&dwfl_frame_pc) framePc;
+  decltype(&dwfl_addrmodule) addrModule;
+  decltype(&dwfl_module_addrname) addrName;
+  decltype(&dwfl_module_getsrc) getSrc;
+  decltype(&dwfl_lineinfo) lineInfo;
+};
+
+const char* const kNames[] = {
+    "dwfl_begin",           "dwfl_end",           "dwfl_linux_proc_find_elf",
+    "dwfl_standard_find_debuginfo", "dwfl_linux_proc_report", "dwfl_report_end",
+    "dwfl_attach_state",    "dwfl_thread_state_registers", "dwfl_getthread_frames",
+    "dwfl_frame_pc",        "dwfl_addrmodule",    "dwfl_module_addrname",
+    "dwfl_module_getsrc",   "dwfl_lineinfo"};
+static_assert(sizeof(Dw) == sizeof kNames);
+
+Dw dw;
+
+bool openLibdw() {
+  void* library = dlopen("libdw.so.1", RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) return false;
+  void** slots = reinterpret_cast<void**>(&dw);
+  for (std::size_t i = 0; i < sizeof kNames / sizeof kNames[0]; ++i)
+    if ((slots[i] = dlsym(library, kNames[i])) == nullptr) return false;
+  return true;
+}
+
+struct Walk {
+  const CrashedProcess& process;
+  const CpuContext& context;
+  std::vector<std::uint64_t> addresses;
+};
+
+pid_t nextThread(Dwfl*, void* walk, void** thread) {
+  if (*thread != nullptr) return 0;
+  *thread = walk;
+  return static_cast<pid_t>(static_cast<Walk*>(walk)->context.threadId);
+}
+
+bool readWord(Dwfl*, Dwarf_Addr address, Dwarf_Word* result, void* walk) {
+  return static_cast<Walk*>(walk)->process.read(address, result, sizeof *result) == sizeof *result;
+}
+
+// The recorded registers, in the DWARF numbering of x86-64.
+bool initialRegisters(Dwfl_Thread* thread, void* walk) {
+  const CpuContext& c = static_cast<Walk*>(walk)->context;
+  const Dwarf_Word registers[] = {c.rax, c.rdx, c.rcx, c.rbx, c.rsi, c.rdi, c.rbp, c.rsp, c.r8,
+                                  c.r9,  c.r10, c.r11, c.r12, c.r13, c.r14, c.r15, c.rip};
+  return dw.stateRegisters(thread, 0, 17, registers);
+}
+
+int onFrame(Dwfl_Frame* frame, void* walk) {
+  Dwarf_Addr pc = 0;
+  if (!dw.framePc(frame, &pc, nullptr) || pc == 0) return DWARF_CB_ABORT;
+  auto& addresses = static_cast<Walk*>(walk)->addresses;
+  addresses.push_back(pc);
+  return addresses.size() < kMostFrames ? DWARF_CB_OK : DWARF_CB_ABORT;
+}
+
+// "ns::f(int) const" gives "ns::f": the parameters are printed apart.
+std::string withoutParameterList(std::string name) {
+  std::size_t close = name.rfind(')');
+  if (close == std::string::npos) return name;
+  int depth = 0;
+  for (std::size_t i = close + 1; i-- > 0;) {
+    depth += name[i] == ')' ? 1 : name[i] == '(' ? -1 : 0;
+    if (depth == 0) return i == 0 ? name : name.substr(0, i);
+  }
+  return name;
+}
+
+std::string readableName(const char* symbol) {
+  int status = 0;
+  char* plain = abi::__cxa_demangle(symbol, nullptr, nullptr, &status);
+  std::string name = status == 0 && plain != nullptr ? withoutParameterList(plain) : symbol;
+  std::free(plain);
+  return name;
+}
+
+// Names the frame at `pc`; a return address is looked up one byte back, in
+// the call that it follows.
+Frame describe(Dwfl* dwfl, std::uint64_t pc, bool returnAddress) {
+  Frame frame;
+  frame.address = pc;
+  const Dwarf_Addr lookup = returnAddress ? pc - 1 : pc;
+  Dwfl_Module* module = dw.addrModule(dwfl, lookup);
+  if (module == nullptr) return frame;
+  if (const char* symbol = dw.addrName(module, lookup)) frame.function = readableName(symbol);
+  if (Dwfl_Line* line = dw.getSrc(module, lookup)) {
+    int number = 0;
+    if (const char* file = dw.lineInfo(line, nullptr, &number, nullptr, nullptr, nullptr)) {
+      frame.file = file;
+      frame.line = number;
+    }
+  }
+  return frame;
+}
+
+}  // namespace
+
 std::vector<Frame> crashedThreadFrames(const CrashedProcess& process) {
-  Frame top;
-  top.address = process.threads().front().rip;
-  return {top};
+  const CpuContext& crashed = process.threads().front();
+  Walk walk{process, crashed, {}};
+  static char* debugInfoPath = nullptr;  // libdw's default places
+  static Dwfl_Callbacks callbacks{};
+  Dwfl* dwfl = nullptr;
+  if (openLibdw()) {
+    callbacks.find_elf = dw.findElf;
+    callbacks.find_debuginfo = dw.findDebugInfo;
+    callbacks.debuginfo_path = &debugInfoPath;
+    dwfl = dw.begin(&callbacks);
+  }
+  if (dwfl != nullptr && dw.procReport(dwfl, process.pid()) == 0 && dw.reportEnd(dwfl, nullptr, nullptr) == 0) {
+    static const Dwfl_Thread_Callbacks threadCallbacks{nextThread, nullptr, readWord,
+                                                       initialRegisters, nullptr, nullptr};
+    if (dw.attachState(dwfl, nullptr, process.pid(), &threadCallbacks, &walk))
+      dw.threadFrames(dwfl, static_cast<pid_t>(crashed.threadId), onFrame, &walk);
+  }
+  if (walk.addresses.empty()) walk.addresses.push_back(crashed.rip);
+  std::vector<Frame> frames;
+  for (std::size_t i = 0; i < walk.addresses.size(); ++i)
+    frames.push_back(dwfl == nullptr ? Frame{walk.addresses[i], "", "", "", 0, {}}
+                                     : describe(dwfl, walk.addresses[i], i > 0));
+  if (dwfl != nullptr) dw.end(dwfl);
+  return frames;
 }
 
 }  // namespace orvo::crashwriter
