@@ -8,8 +8,8 @@
 // prints on standard error where they are, and the process dies by the
 // original signal. Under a debugger nothing is written and the fault goes to
 // the debugger. The files are written by a small program shipped with the
-// library (orvo_crash_writer, found next to the library, in ../libexec from
-// it, or at $ORVO_CRASH_WRITER), so that a crash while another thread holds
+// library (orvo_crash_writer, found next to the library, in the installed
+// libexec directory, or at $ORVO_CRASH_WRITER), so that a crash while another thread holds
 // the allocator's lock still ends in a report.
 //
 // A stack overflow can only be reported on a thread with an alternate signal

@@ -2,6 +2,7 @@
 
 #include <cxxabi.h>
 #include <dlfcn.h>
+#include <elfutils/libdw.h>
 #include <elfutils/libdwfl.h>
 
 #include <cstdlib>
@@ -29,6 +30,11 @@ struct Dw {
   decltype(&dwfl_module_addrname) addrName;
   decltype(&dwfl_module_getsrc) getSrc;
   decltype(&dwfl_lineinfo) lineInfo;
+  decltype(&dwfl_module_nextcu) nextUnit;
+  decltype(&dwarf_haspc) hasPc;
+  decltype(&dwarf_getsrc_die) unitLine;
+  decltype(&dwarf_linesrc) lineSource;
+  decltype(&dwarf_lineno) lineNumber;
 };
 
 const char* const kNames[] = {
@@ -36,7 +42,9 @@ const char* const kNames[] = {
     "dwfl_standard_find_debuginfo", "dwfl_linux_proc_report", "dwfl_report_end",
     "dwfl_attach_state",    "dwfl_thread_state_registers", "dwfl_getthread_frames",
     "dwfl_frame_pc",        "dwfl_addrmodule",    "dwfl_module_addrname",
-    "dwfl_module_getsrc",   "dwfl_lineinfo"};
+    "dwfl_module_getsrc",   "dwfl_lineinfo",      "dwfl_module_nextcu",
+    "dwarf_haspc",          "dwarf_getsrc_die",   "dwarf_linesrc",
+    "dwarf_lineno"};
 static_assert(sizeof(Dw) == sizeof kNames);
 
 Dw dw;
@@ -102,6 +110,22 @@ std::string readableName(const char* symbol) {
   return name;
 }
 
+// libdw finds the unit of an address through .debug_aranges, which clang
+// does not write by default; without it each unit is asked in turn.
+bool lineOfUnit(Dwfl_Module* module, Dwarf_Addr address, Frame& frame) {
+  Dwarf_Addr bias = 0;
+  for (Dwarf_Die* unit = dw.nextUnit(module, nullptr, &bias); unit != nullptr;
+       unit = dw.nextUnit(module, unit, &bias)) {
+    if (dw.hasPc(unit, address - bias) <= 0) continue;
+    Dwarf_Line* line = dw.unitLine(unit, address - bias);
+    const char* file = line == nullptr ? nullptr : dw.lineSource(line, nullptr, nullptr);
+    if (file == nullptr || dw.lineNumber(line, &frame.line) != 0) return false;
+    frame.file = file;
+    return true;
+  }
+  return false;
+}
+
 // Names the frame at `pc`; a return address is looked up one byte back, in
 // the call that it follows.
 Frame describe(Dwfl* dwfl, std::uint64_t pc, bool returnAddress) {
@@ -111,13 +135,13 @@ Frame describe(Dwfl* dwfl, std::uint64_t pc, bool returnAddress) {
   Dwfl_Module* module = dw.addrModule(dwfl, lookup);
   if (module == nullptr) return frame;
   if (const char* symbol = dw.addrName(module, lookup)) frame.function = readableName(symbol);
-  if (Dwfl_Line* line = dw.getSrc(module, lookup)) {
-    int number = 0;
-    if (const char* file = dw.lineInfo(line, nullptr, &number, nullptr, nullptr, nullptr)) {
-      frame.file = file;
-      frame.line = number;
-    }
-  }
+  const char* file = nullptr;
+  if (Dwfl_Line* line = dw.getSrc(module, lookup))
+    file = dw.lineInfo(line, nullptr, &frame.line, nullptr, nullptr, nullptr);
+  if (file != nullptr)
+    frame.file = file;
+  else
+    lineOfUnit(module, lookup, frame);
   return frame;
 }
 
