@@ -101,33 +101,35 @@ int startWriter(void*) {
   return 127;
 }
 
-void runWriter() {
+bool runWriter() {
   prctl(PR_SET_DUMPABLE, 1, 0, 0, 0);
   prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY, 0, 0, 0);  // under Yama's restrictions
   sigset_t all, previous;
   sigfillset(&all);
   rawCall(SYS_rt_sigprocmask, SIG_SETMASK, reinterpret_cast<long>(&all),
           reinterpret_cast<long>(&previous), sizeof(long));
-  const pid_t child = clone(startWriter, cloneStack + sizeof cloneStack,
-                            CLONE_VM | CLONE_VFORK | SIGCHLD, nullptr);
+  const pid_t child =
+      clone(startWriter, cloneStack + sizeof cloneStack, CLONE_VM | CLONE_VFORK | SIGCHLD, nullptr);
   rawCall(SYS_rt_sigprocmask, SIG_SETMASK, reinterpret_cast<long>(&previous), 0, sizeof(long));
-  if (child <= 0) return;
+  if (child <= 0) return false;
   int status = 0;
   for (long waited = 0;; waited += kPollMs) {
-    const pid_t done = static_cast<pid_t>(rawCall(SYS_wait4, child, reinterpret_cast<long>(&status),
-                                                  WNOHANG | __WALL, 0));
-    if (done != 0) return;  // ended, or reaped by someone else
+    const pid_t done = static_cast<pid_t>(
+        rawCall(SYS_wait4, child, reinterpret_cast<long>(&status), WNOHANG | __WALL, 0));
+    if (done == child) return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    if (done != 0) return false;  // reaped by someone else
     if (waited >= kWriterWaitMs) break;
     sleepMs(kPollMs);
   }
   kill(child, SIGKILL);
   rawCall(SYS_wait4, child, reinterpret_cast<long>(&status), __WALL, 0);
+  return false;
 }
 
 // Hands the signal on: its default action takes over, and the signal comes
 // again as soon as the handler returns, whatever sent it the first time.
 void handOn(int signal) {
-  struct sigaction standard{};
+  struct sigaction standard {};
   standard.sa_handler = SIG_DFL;
   sigemptyset(&standard.sa_mask);
   sigaction(signal, &standard, nullptr);
@@ -145,20 +147,20 @@ void onFatalSignal(int signal, siginfo_t* info, void* context) {
     handOn(signal);
     return;
   }
-  if (!isTraced()) {
-    fillRecord(info, static_cast<const ucontext_t*>(context));
-    runWriter();
-  }
+  reportCrash(info, context);
   handOn(signal);
 }
 
-bool isExecutable(const std::string& path) { return !path.empty() && access(path.c_str(), X_OK) == 0; }
+bool isExecutable(const std::string& path) {
+  return !path.empty() && access(path.c_str(), X_OK) == 0;
+}
 
 std::string findWriter() {
   if (const char* chosen = std::getenv("ORVO_CRASH_WRITER"); chosen != nullptr && *chosen != 0)
     return isExecutable(chosen) ? chosen : std::string();
   Dl_info where{};
-  if (dladdr(reinterpret_cast<void*>(&installCrashHandler), &where) == 0 || where.dli_fname == nullptr)
+  if (dladdr(reinterpret_cast<void*>(&installCrashHandler), &where) == 0 ||
+      where.dli_fname == nullptr)
     return {};
   std::string directory = where.dli_fname;
   const std::size_t slash = directory.rfind('/');
@@ -207,17 +209,31 @@ bool giveThreadAlternateStack() {
   return sigaltstack(&stack, nullptr) == 0;
 }
 
-bool installCrashHandler() {
-  std::call_once(installed, [] {
+bool prepareCrashReport() {
+  static const bool prepared = [] {
     const char* path = crashWriterPath();
-    if (*path == 0 || std::strlen(path) >= sizeof writerPath) return;
+    if (*path == 0 || std::strlen(path) >= sizeof writerPath) return false;
     std::memcpy(writerPath, path, std::strlen(path) + 1);
     std::snprintf(recordArgument, sizeof recordArgument, "%p", static_cast<void*>(&record));
     record.magic = CrashRecord::kMagic;
     record.size = sizeof record;
     if (record.contact[0] == 0) setCrashContact("support@orvo.dev");
+    return true;
+  }();
+  return prepared;
+}
+
+bool reportCrash(const siginfo_t* info, const void* context) {
+  if (isTraced()) return false;
+  fillRecord(info, static_cast<const ucontext_t*>(context));
+  return runWriter();
+}
+
+bool installCrashHandler() {
+  std::call_once(installed, [] {
+    if (!prepareCrashReport()) return;
     giveThreadAlternateStack();
-    struct sigaction action{};
+    struct sigaction action {};
     action.sa_sigaction = onFatalSignal;
     action.sa_flags = SA_SIGINFO | SA_ONSTACK;
     sigemptyset(&action.sa_mask);

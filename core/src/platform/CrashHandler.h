@@ -14,12 +14,25 @@
 // installation happens once per process.
 #pragma once
 
+#include <signal.h>
+
 namespace orvo::platform {
 
 // Installs the handler for SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT and
 // SIGTRAP and gives the calling thread an alternate signal stack. False if
 // no crash writer program was found (nothing is installed then).
 bool installCrashHandler();
+
+// Prepares what reportCrash needs (the writer's path and arguments, the
+// record), without touching any signal's action. False if no crash writer
+// program was found.
+bool prepareCrashReport();
+
+// What the handler does before it hands a fault on: unless a debugger
+// traces the process, records the fault of `info` at `context` (a
+// ucontext_t) and runs the crash writer on it, waiting at most 9 s. True if
+// the writer wrote both files. Async-signal-safe once prepared.
+bool reportCrash(const siginfo_t* info, const void* context);
 
 // The contact address named by the message on standard error; cut to fit.
 void setCrashContact(const char* address);

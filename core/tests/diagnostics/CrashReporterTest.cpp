@@ -1,14 +1,15 @@
 // Crash reporter: the program of crash/CrashChild.cpp faults for real in a
 // directory of its own, and the files it leaves, its message, its death and
 // the minidump as lldb reads it are checked; then the report's pieces.
-#include <gtest/gtest.h>
-
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
+#include <ucontext.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -17,8 +18,10 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 
 #include "diagnostics/crashwriter/CrashReport.h"
+#include "platform/CrashHandler.h"
 
 namespace orvo {
 namespace {
@@ -95,7 +98,8 @@ void checkMinidump(const std::string& bytes, const std::string& program) {
   std::uint32_t threadList = 0, exception = 0, modules = 0;
   for (std::uint32_t i = 0; i < streams; ++i) {
     const std::size_t entry = directory + i * 12;
-    const auto type = field<std::uint32_t>(bytes, entry), size = field<std::uint32_t>(bytes, entry + 4);
+    const auto type = field<std::uint32_t>(bytes, entry),
+               size = field<std::uint32_t>(bytes, entry + 4);
     const auto rva = field<std::uint32_t>(bytes, entry + 8);
     if (type == 0) continue;
     EXPECT_TRUE(types.insert(type).second) << type;
@@ -117,7 +121,8 @@ void checkMinidump(const std::string& bytes, const std::string& program) {
   // The program is the first module, named in UTF-16, with its build id.
   const auto name = field<std::uint32_t>(bytes, modules + 4 + 0x14);
   std::string ascii;
-  for (std::uint32_t i = 0; i < field<std::uint32_t>(bytes, name); i += 2) ascii += bytes[name + 4 + i];
+  for (std::uint32_t i = 0; i < field<std::uint32_t>(bytes, name); i += 2)
+    ascii += bytes[name + 4 + i];
   EXPECT_EQ(ascii, program);
   EXPECT_EQ(field<std::uint32_t>(bytes, modules + 4 + 0x4C), 24u);
 }
@@ -129,13 +134,17 @@ struct Fault {
 };
 
 TEST(CrashReporter, EachFaultLeavesAReportAMinidumpAndAMessageAndDiesByItsSignal) {
-  const Fault faults[] = {
-      {"segv", SIGSEGV, "ACCESS_VIOLATION"},         {"overflow", SIGSEGV, "STACK_OVERFLOW"},
-      {"abort", SIGABRT, "UNKNOWN_ERROR"},           {"divide", SIGFPE, "INT_DIVIDE_BY_ZERO"},
-      {"illegal", SIGILL, "ILLEGAL_INSTRUCTION"},    {"trap", SIGTRAP, "BREAKPOINT"},
-      {"terminate", SIGABRT, "UNKNOWN_ERROR"},       {"thread-segv", SIGSEGV, "ACCESS_VIOLATION"},
-      {"thread-overflow", SIGSEGV, "STACK_OVERFLOW"}, {"busy-segv", SIGSEGV, "ACCESS_VIOLATION"},
-      {"double-segv", SIGSEGV, "ACCESS_VIOLATION"}};
+  const Fault faults[] = {{"segv", SIGSEGV, "ACCESS_VIOLATION"},
+                          {"overflow", SIGSEGV, "STACK_OVERFLOW"},
+                          {"abort", SIGABRT, "UNKNOWN_ERROR"},
+                          {"divide", SIGFPE, "INT_DIVIDE_BY_ZERO"},
+                          {"illegal", SIGILL, "ILLEGAL_INSTRUCTION"},
+                          {"trap", SIGTRAP, "BREAKPOINT"},
+                          {"terminate", SIGABRT, "UNKNOWN_ERROR"},
+                          {"thread-segv", SIGSEGV, "ACCESS_VIOLATION"},
+                          {"thread-overflow", SIGSEGV, "STACK_OVERFLOW"},
+                          {"busy-segv", SIGSEGV, "ACCESS_VIOLATION"},
+                          {"double-segv", SIGSEGV, "ACCESS_VIOLATION"}};
   const std::regex name(R"(crash@\d{4}-\d\d-\d\d \d\d\.\d\d\.\d\d\.(log|dmp))");
   for (const Fault& fault : faults) {
     SCOPED_TRACE(fault.mode);
@@ -151,9 +160,12 @@ TEST(CrashReporter, EachFaultLeavesAReportAMinidumpAndAMessageAndDiesByItsSignal
         << child.message;
     const std::string report = fileText(child.report);
     EXPECT_EQ(report.rfind("\nProcess info:\nCmd line: " + child.program.string() + " " +
-                               fault.mode + "\nPlatform: Linux OS version ", 0), 0u);
-    EXPECT_NE(report.find(std::string("\n\nException: ") + fault.exception + "\n\nRegisters:\nrax="),
-              std::string::npos);
+                               fault.mode + "\nPlatform: Linux OS version ",
+                           0),
+              0u);
+    EXPECT_NE(
+        report.find(std::string("\n\nException: ") + fault.exception + "\n\nRegisters:\nrax="),
+        std::string::npos);
     EXPECT_NE(report.find("\nStacktrace:\n#1  0x"), std::string::npos);
     const char* function = std::strstr(fault.mode, "overflow") ? "Overflow" : "Fault";
     EXPECT_NE(report.find(std::string(" in (anonymous namespace)::crashChild") + function +
@@ -192,23 +204,66 @@ TEST(CrashReporter, LldbShowsTheCrashingThreadsFramesByName) {
   }
 }
 
+// The handler's work without a signal: the writer reports this very process,
+// and stops its other threads to read their registers.
+TEST(CrashReporter, TheWriterReportsALiveProcessWithItsThreads) {
+  setenv("ORVO_CRASH_WRITER", ORVO_CRASH_WRITER, 1);
+  ASSERT_TRUE(platform::prepareCrashReport());
+  const fs::path directory = fs::read_symlink("/proc/self/exe").parent_path();
+  std::set<fs::path> before;
+  for (const auto& entry : fs::directory_iterator(directory)) before.insert(entry.path());
+  std::atomic<bool> stop{false};
+  std::thread busy([&stop] {
+    while (!stop) std::this_thread::yield();
+  });
+  ucontext_t context;
+  getcontext(&context);
+  siginfo_t info{};
+  info.si_signo = SIGFPE;
+  info.si_code = FPE_INTDIV;
+  const bool written = platform::reportCrash(&info, &context);
+  stop = true;
+  busy.join();
+  EXPECT_TRUE(written);
+  fs::path report, dump;
+  for (const auto& entry : fs::directory_iterator(directory)) {
+    if (before.count(entry.path()) != 0) continue;
+    (entry.path().extension() == ".log" ? report : dump) = entry.path();
+  }
+  const std::string text = fileText(report), bytes = fileText(dump);
+  fs::remove(report), fs::remove(dump);
+  EXPECT_NE(text.find("\nException: INT_DIVIDE_BY_ZERO\n"), std::string::npos) << text;
+  char rip[32];
+  std::snprintf(rip, sizeof rip, "rip=%016llx",
+                static_cast<unsigned long long>(context.uc_mcontext.gregs[REG_RIP]));
+  EXPECT_NE(text.find(rip), std::string::npos) << text;
+  checkMinidump(bytes, fs::read_symlink("/proc/self/exe").string());
+  std::uint32_t threads = 0;
+  for (std::uint32_t i = 0; i < field<std::uint32_t>(bytes, 8); ++i)
+    if (field<std::uint32_t>(bytes, 32 + i * 12) == 3)
+      threads = field<std::uint32_t>(bytes, field<std::uint32_t>(bytes, 40 + i * 12));
+  EXPECT_GE(threads, 2u);
+}
+
 TEST(CrashReport, ExceptionNamesFollowTheSignalAndItsCode) {
   using crashwriter::exceptionName;
   const std::uint64_t low = 0x7f0000100000, high = 0x7f0000200000;
   EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_MAPERR, 0, low, high), "ACCESS_VIOLATION");
   EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_MAPERR, high - 8, low, high), "STACK_OVERFLOW");
   EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_MAPERR, low - (1 << 20), low, high), "STACK_OVERFLOW");
-  EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_MAPERR, low - (1 << 20) - 1, low, high), "ACCESS_VIOLATION");
+  EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_MAPERR, low - (1 << 20) - 1, low, high),
+               "ACCESS_VIOLATION");
   EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_ACCERR, high, low, high), "ACCESS_VIOLATION");
-  const std::pair<int, const char*> others[] = {
-      {BUS_ADRALN, "DATATYPE_MISALIGNMENT"}, {BUS_ADRERR, "IN_PAGE_ERROR"}};
+  const std::pair<int, const char*> others[] = {{BUS_ADRALN, "DATATYPE_MISALIGNMENT"},
+                                                {BUS_ADRERR, "IN_PAGE_ERROR"}};
   for (const auto& [code, text] : others) EXPECT_STREQ(exceptionName(SIGBUS, code, 0, 0, 0), text);
   const std::pair<int, const char*> floating[] = {
-      {FPE_INTDIV, "INT_DIVIDE_BY_ZERO"}, {FPE_INTOVF, "INT_OVERFLOW"},
-      {FPE_FLTDIV, "FLT_DIVIDE_BY_ZERO"}, {FPE_FLTOVF, "FLT_OVERFLOW"},
-      {FPE_FLTUND, "FLT_UNDERFLOW"},      {FPE_FLTRES, "FLT_INEXACT_RESULT"},
+      {FPE_INTDIV, "INT_DIVIDE_BY_ZERO"},    {FPE_INTOVF, "INT_OVERFLOW"},
+      {FPE_FLTDIV, "FLT_DIVIDE_BY_ZERO"},    {FPE_FLTOVF, "FLT_OVERFLOW"},
+      {FPE_FLTUND, "FLT_UNDERFLOW"},         {FPE_FLTRES, "FLT_INEXACT_RESULT"},
       {FPE_FLTINV, "FLT_INVALID_OPERATION"}, {FPE_FLTSUB, "UNKNOWN_ERROR"}};
-  for (const auto& [code, text] : floating) EXPECT_STREQ(exceptionName(SIGFPE, code, 0, 0, 0), text);
+  for (const auto& [code, text] : floating)
+    EXPECT_STREQ(exceptionName(SIGFPE, code, 0, 0, 0), text);
   EXPECT_STREQ(exceptionName(SIGILL, ILL_PRVOPC, 0, 0, 0), "PRIV_INSTRUCTION");
   EXPECT_STREQ(exceptionName(SIGILL, ILL_ILLOPN, 0, 0, 0), "ILLEGAL_INSTRUCTION");
   EXPECT_STREQ(exceptionName(SIGTRAP, TRAP_TRACE, 0, 0, 0), "SINGLE_STEP");
@@ -218,7 +273,8 @@ TEST(CrashReport, ExceptionNamesFollowTheSignalAndItsCode) {
 
 TEST(CrashReport, LinesKeepTheirFormat) {
   using crashwriter::Frame;
-  EXPECT_EQ(crashwriter::commandLineText(std::string("prog\0-a\0b\0", 10)), "Cmd line: prog -a b\n");
+  EXPECT_EQ(crashwriter::commandLineText(std::string("prog\0-a\0b\0", 10)),
+            "Cmd line: prog -a b\n");
   EXPECT_EQ(crashwriter::commandLineText(std::string(300, 'x')),
             "Cmd line: " + std::string(256, 'x') + "\n");
   int version[4];
@@ -228,8 +284,9 @@ TEST(CrashReport, LinesKeepTheirFormat) {
   EXPECT_EQ((std::vector<int>(version, version + 4)), (std::vector<int>{0, 0, 0, 0}));
   EXPECT_EQ(crashwriter::frameText(3, Frame{0x401000, "", "", "", 0, {}}),
             "#3  0x0000000000401000 in (unknown function)\n");
-  EXPECT_EQ(crashwriter::frameText(1, Frame{0x10, std::string(210, 'f'), "", "a.cpp", 7, {"n = 1"}}),
-            "#1  0x0000000000000010 in " + std::string(200, 'f') + " () at a.cpp:7\n        n = 1\n");
+  EXPECT_EQ(
+      crashwriter::frameText(1, Frame{0x10, std::string(210, 'f'), "", "a.cpp", 7, {"n = 1"}}),
+      "#1  0x0000000000000010 in " + std::string(200, 'f') + " () at a.cpp:7\n        n = 1\n");
   EXPECT_EQ(crashwriter::frameText(2, Frame{0x10, "g", "a=1, b=2", "", 0, {}}),
             "#2  0x0000000000000010 in g (a=1, b=2)\n");
 }

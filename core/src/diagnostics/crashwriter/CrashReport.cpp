@@ -39,8 +39,8 @@ std::string registerText(const CpuContext& c) {
   return "Registers:\n" +
          format("rax=%016llx rbx=%016llx rcx=%016llx rdx=%016llx rsi=%016llx rdi=%016llx\n",
                 U{c.rax}, U{c.rbx}, U{c.rcx}, U{c.rdx}, U{c.rsi}, U{c.rdi}) +
-         format("r8=%016llx r9=%016llx r10=%016llx r11=%016llx r12=%016llx r13=%016llx\n",
-                U{c.r8}, U{c.r9}, U{c.r10}, U{c.r11}, U{c.r12}, U{c.r13}) +
+         format("r8=%016llx r9=%016llx r10=%016llx r11=%016llx r12=%016llx r13=%016llx\n", U{c.r8},
+                U{c.r9}, U{c.r10}, U{c.r11}, U{c.r12}, U{c.r13}) +
          format("r14=%016llx r15=%016llx\n", U{c.r14}, U{c.r15}) +
          format("rip=%016llx rsp=%016llx rbp=%016llx efl=%08x\n", U{c.rip}, U{c.rsp}, U{c.rbp},
                 static_cast<unsigned>(c.eflags)) +
@@ -50,8 +50,8 @@ std::string registerText(const CpuContext& c) {
 
 }  // namespace
 
-const char* exceptionName(int signal, int code, std::uint64_t faultAddress,
-                          std::uint64_t stackLow, std::uint64_t stackHigh) {
+const char* exceptionName(int signal, int code, std::uint64_t faultAddress, std::uint64_t stackLow,
+                          std::uint64_t stackHigh) {
   switch (signal) {
     case SIGSEGV:
       return faultAddress < stackHigh && faultAddress + (1u << 20) >= stackLow ? "STACK_OVERFLOW"
@@ -60,14 +60,22 @@ const char* exceptionName(int signal, int code, std::uint64_t faultAddress,
       return code == BUS_ADRALN ? "DATATYPE_MISALIGNMENT" : "IN_PAGE_ERROR";
     case SIGFPE:
       switch (code) {
-        case FPE_INTDIV: return "INT_DIVIDE_BY_ZERO";
-        case FPE_INTOVF: return "INT_OVERFLOW";
-        case FPE_FLTDIV: return "FLT_DIVIDE_BY_ZERO";
-        case FPE_FLTOVF: return "FLT_OVERFLOW";
-        case FPE_FLTUND: return "FLT_UNDERFLOW";
-        case FPE_FLTRES: return "FLT_INEXACT_RESULT";
-        case FPE_FLTINV: return "FLT_INVALID_OPERATION";
-        default: return "UNKNOWN_ERROR";
+        case FPE_INTDIV:
+          return "INT_DIVIDE_BY_ZERO";
+        case FPE_INTOVF:
+          return "INT_OVERFLOW";
+        case FPE_FLTDIV:
+          return "FLT_DIVIDE_BY_ZERO";
+        case FPE_FLTOVF:
+          return "FLT_OVERFLOW";
+        case FPE_FLTUND:
+          return "FLT_UNDERFLOW";
+        case FPE_FLTRES:
+          return "FLT_INEXACT_RESULT";
+        case FPE_FLTINV:
+          return "FLT_INVALID_OPERATION";
+        default:
+          return "UNKNOWN_ERROR";
       }
     case SIGILL:
       return code == ILL_PRVOPC ? "PRIV_INSTRUCTION" : "ILLEGAL_INSTRUCTION";
@@ -110,21 +118,21 @@ std::string crashReport(const CrashedProcess& process, const std::vector<Frame>&
   const CpuContext& crashed = process.threads().front();
   std::uint64_t stackLow = 0, stackHigh = 0;
   process.stackOf(crashed.rsp, stackLow, stackHigh);
-  std::string text = "\nProcess info:\n" + commandLineText(process.procText("cmdline")) +
-                     platformText() + "Exception: " +
-                     exceptionName(record.signal, record.code, record.faultAddress, stackLow,
-                                   stackHigh) +
-                     "\n\n" + registerText(crashed) + "\nStacktrace:\n";
+  std::string text =
+      "\nProcess info:\n" + commandLineText(process.procText("cmdline")) + platformText() +
+      "Exception: " +
+      exceptionName(record.signal, record.code, record.faultAddress, stackLow, stackHigh) + "\n\n" +
+      registerText(crashed) + "\nStacktrace:\n";
   for (std::size_t i = 0; i < frames.size(); ++i)
     text += frameText(static_cast<int>(i) + 1, frames[i]);
   text += "\n\nLoaded modules:\n";
   for (const Module& module : process.modules()) {
     int version[4];
     moduleVersion(module.path, version);
-    text += format("0x%016llx  %s (%d.%d.%d.%d, %llu bytes)\n",
-                   static_cast<unsigned long long>(module.base), module.path.c_str(), version[0],
-                   version[1], version[2], version[3],
-                   static_cast<unsigned long long>(module.size));
+    text +=
+        format("0x%016llx  %s (%d.%d.%d.%d, %llu bytes)\n",
+               static_cast<unsigned long long>(module.base), module.path.c_str(), version[0],
+               version[1], version[2], version[3], static_cast<unsigned long long>(module.size));
   }
   return text;
 }

@@ -27,8 +27,8 @@ struct Frame {
 
 // The name of the fault by signal and si_code; a SIGSEGV whose address lies
 // in or at most 1 MiB below the stack [stackLow, stackHigh) is a stack overflow.
-const char* exceptionName(int signal, int code, std::uint64_t faultAddress,
-                          std::uint64_t stackLow, std::uint64_t stackHigh);
+const char* exceptionName(int signal, int code, std::uint64_t faultAddress, std::uint64_t stackLow,
+                          std::uint64_t stackHigh);
 
 // "Cmd line: ...", from /proc's NUL-separated command line, cut at 256.
 std::string commandLineText(const std::string& procCommandLine);

@@ -4,8 +4,8 @@
 #include <elf.h>
 #include <fcntl.h>
 #include <sys/ptrace.h>
-#include <sys/uio.h>
 #include <sys/ucontext.h>
+#include <sys/uio.h>
 #include <sys/user.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -49,7 +49,8 @@ void readNotes(const CrashedProcess& process, std::uint64_t address, std::uint64
     const std::size_t name = at + 12, desc = name + ((header[0] + 3) & ~3u);
     const std::size_t next = desc + ((header[1] + 3) & ~3u);
     if (next > notes.size() || next <= at) return;
-    if (header[2] == NT_GNU_BUILD_ID && header[0] == 4 && std::memcmp(&notes[name], "GNU", 4) == 0) {
+    if (header[2] == NT_GNU_BUILD_ID && header[0] == 4 &&
+        std::memcmp(&notes[name], "GNU", 4) == 0) {
       buildId.assign(notes.begin() + static_cast<long>(desc),
                      notes.begin() + static_cast<long>(desc + header[1]));
       return;

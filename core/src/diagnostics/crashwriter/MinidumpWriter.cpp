@@ -55,8 +55,15 @@ class Layout {
     std::vector<std::uint16_t> units;
     for (std::size_t i = 0; i < text.size();) {
       const auto lead = static_cast<unsigned char>(text[i]);
-      const int extra = lead < 0x80 ? 0 : lead >= 0xF0 && lead < 0xF5 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC2 ? 1 : -1;
-      char32_t code = extra == 0 ? lead : extra == 1 ? lead & 0x1F : extra == 2 ? lead & 0x0F : lead & 0x07;
+      const int extra = lead < 0x80                   ? 0
+                        : lead >= 0xF0 && lead < 0xF5 ? 3
+                        : lead >= 0xE0                ? 2
+                        : lead >= 0xC2                ? 1
+                                                      : -1;
+      char32_t code = extra == 0   ? lead
+                      : extra == 1 ? lead & 0x1F
+                      : extra == 2 ? lead & 0x0F
+                                   : lead & 0x07;
       bool valid = extra >= 0 && i + static_cast<std::size_t>(extra) < text.size() + (extra == 0);
       for (int k = 1; valid && k <= extra; ++k) {
         const auto next = static_cast<unsigned char>(text[i + static_cast<std::size_t>(k)]);
@@ -101,8 +108,8 @@ std::uint32_t writeContext(Layout& file, const CpuContext& c) {
   const std::uint16_t segments[] = {c.cs, c.ds, c.es, c.fs, c.gs, c.ss};
   for (int i = 0; i < 6; ++i) file.put<std::uint16_t>(at + 0x38 + i * 2, segments[i]);
   file.put<std::uint32_t>(at + 0x44, static_cast<std::uint32_t>(c.eflags));
-  const std::uint64_t general[] = {c.rax, c.rcx, c.rdx, c.rbx, c.rsp, c.rbp, c.rsi, c.rdi,
-                                   c.r8,  c.r9,  c.r10, c.r11, c.r12, c.r13, c.r14, c.r15, c.rip};
+  const std::uint64_t general[] = {c.rax, c.rcx, c.rdx, c.rbx, c.rsp, c.rbp, c.rsi, c.rdi, c.r8,
+                                   c.r9,  c.r10, c.r11, c.r12, c.r13, c.r14, c.r15, c.rip};
   for (int i = 0; i < 17; ++i) file.put<std::uint64_t>(at + 0x78 + i * 8, general[i]);
   if (c.hasFloatingPoint) std::memcpy(&file.bytes[at + 0x100], c.floatingPoint, 512);
   return at;
@@ -142,15 +149,17 @@ void writeSystemInfo(Layout& file, Directory& directory) {
   file.put<std::uint16_t>(at + 2, static_cast<std::uint16_t>(family));
   file.put<std::uint16_t>(at + 4, static_cast<std::uint16_t>((model << 8) | (a & 0xF)));
   const long processors = sysconf(_SC_NPROCESSORS_CONF);
-  file.put<std::uint8_t>(at + 6, static_cast<std::uint8_t>(processors > 255 ? 255 : processors < 1 ? 1 : processors));
+  file.put<std::uint8_t>(at + 6, static_cast<std::uint8_t>(processors > 255 ? 255
+                                                           : processors < 1 ? 1
+                                                                            : processors));
   utsname names{};
   uname(&names);
   unsigned version[3] = {};
   std::sscanf(names.release, "%u.%u.%u", &version[0], &version[1], &version[2]);
   for (int i = 0; i < 3; ++i) file.put<std::uint32_t>(at + 8 + i * 4, version[i]);
   file.put<std::uint32_t>(at + 0x14, 0x8201);  // Linux
-  const std::string description = std::string(names.sysname) + " " + names.release + " " +
-                                  names.version + " " + names.machine;
+  const std::string description =
+      std::string(names.sysname) + " " + names.release + " " + names.version + " " + names.machine;
   file.put<std::uint32_t>(at + 0x18, file.string(description));
   directory.add(kSystemInfoStream, at, 56);
 }

@@ -37,14 +37,25 @@ struct Dw {
   decltype(&dwarf_lineno) lineNumber;
 };
 
-const char* const kNames[] = {
-    "dwfl_begin",           "dwfl_end",           "dwfl_linux_proc_find_elf",
-    "dwfl_standard_find_debuginfo", "dwfl_linux_proc_report", "dwfl_report_end",
-    "dwfl_attach_state",    "dwfl_thread_state_registers", "dwfl_getthread_frames",
-    "dwfl_frame_pc",        "dwfl_addrmodule",    "dwfl_module_addrname",
-    "dwfl_module_getsrc",   "dwfl_lineinfo",      "dwfl_module_nextcu",
-    "dwarf_haspc",          "dwarf_getsrc_die",   "dwarf_linesrc",
-    "dwarf_lineno"};
+const char* const kNames[] = {"dwfl_begin",
+                              "dwfl_end",
+                              "dwfl_linux_proc_find_elf",
+                              "dwfl_standard_find_debuginfo",
+                              "dwfl_linux_proc_report",
+                              "dwfl_report_end",
+                              "dwfl_attach_state",
+                              "dwfl_thread_state_registers",
+                              "dwfl_getthread_frames",
+                              "dwfl_frame_pc",
+                              "dwfl_addrmodule",
+                              "dwfl_module_addrname",
+                              "dwfl_module_getsrc",
+                              "dwfl_lineinfo",
+                              "dwfl_module_nextcu",
+                              "dwarf_haspc",
+                              "dwarf_getsrc_die",
+                              "dwarf_linesrc",
+                              "dwarf_lineno"};
 static_assert(sizeof(Dw) == sizeof kNames);
 
 Dw dw;
@@ -159,8 +170,9 @@ std::vector<Frame> crashedThreadFrames(const CrashedProcess& process) {
     callbacks.debuginfo_path = &debugInfoPath;
     dwfl = dw.begin(&callbacks);
   }
-  if (dwfl != nullptr && dw.procReport(dwfl, process.pid()) == 0 && dw.reportEnd(dwfl, nullptr, nullptr) == 0) {
-    static const Dwfl_Thread_Callbacks threadCallbacks{nextThread, nullptr, readWord,
+  if (dwfl != nullptr && dw.procReport(dwfl, process.pid()) == 0 &&
+      dw.reportEnd(dwfl, nullptr, nullptr) == 0) {
+    static const Dwfl_Thread_Callbacks threadCallbacks{nextThread,       nullptr, readWord,
                                                        initialRegisters, nullptr, nullptr};
     if (dw.attachState(dwfl, nullptr, process.pid(), &threadCallbacks, &walk))
       dw.threadFrames(dwfl, static_cast<pid_t>(crashed.threadId), onFrame, &walk);

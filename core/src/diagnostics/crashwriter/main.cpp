@@ -22,8 +22,8 @@ namespace {
 
 std::string executableDirectory(pid_t pid) {
   char path[4096];
-  const ssize_t length = readlink(("/proc/" + std::to_string(pid) + "/exe").c_str(), path,
-                                  sizeof path - 1);
+  const ssize_t length =
+      readlink(("/proc/" + std::to_string(pid) + "/exe").c_str(), path, sizeof path - 1);
   if (length <= 0) return {};
   const std::string executable(path, static_cast<std::size_t>(length));
   const std::size_t slash = executable.rfind('/');
@@ -49,7 +49,8 @@ int main(int argc, char** argv) {
   if (!process.ok()) return 1;
   const std::string directory = executableDirectory(crashed);
   const std::string dumpPath = createCrashFile(directory, "dmp");
-  const std::string reportPath = dumpPath.empty() ? std::string() : createCrashFile(directory, "log");
+  const std::string reportPath =
+      dumpPath.empty() ? std::string() : createCrashFile(directory, "log");
   if (reportPath.empty()) return 1;
 
   const std::string report = crashReport(process, crashedThreadFrames(process));

@@ -1,6 +1,7 @@
 // A program that installs the crash handler and then faults in the way its
 // first argument names, for the tests that check what a real crash leaves.
 // It prints "armed" on standard output before it faults.
+#include <orvo/core/CrashReporter.h>
 #include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
@@ -11,8 +12,6 @@
 #include <stdexcept>
 #include <thread>
 
-#include <orvo/core/CrashReporter.h>
-
 namespace {
 
 volatile int zero = 0;
@@ -21,14 +20,17 @@ int* volatile nowhere = nullptr;
 
 // Recurses until the stack runs out; `zero` keeps the compiler from
 // proving that it never ends.
-__attribute__((noinline)) int crashChildOverflow(int depth) {
+// The faults are meant: sanitizers must let them happen.
+#define CRASH_CHILD_FAULT __attribute__((noinline, no_sanitize("undefined")))
+
+CRASH_CHILD_FAULT int crashChildOverflow(int depth) {
   volatile char fill[1024];
   fill[0] = static_cast<char>(depth);
   if (depth < 0 && zero != 0) return fill[0];
   return crashChildOverflow(depth + 1) + fill[0];
 }
 
-__attribute__((noinline)) void crashChildFault(const char* how) {
+CRASH_CHILD_FAULT void crashChildFault(const char* how) {
   if (std::strcmp(how, "segv") == 0) *nowhere = 1;
   if (std::strcmp(how, "overflow") == 0) crashChildOverflow(0);
   if (std::strcmp(how, "abort") == 0) std::abort();
