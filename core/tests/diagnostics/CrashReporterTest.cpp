@@ -20,6 +20,8 @@
 #include <string>
 #include <thread>
 
+#include <orvo/core/CrashReporter.h>
+
 #include "diagnostics/crashwriter/CrashReport.h"
 #include "platform/CrashHandler.h"
 
@@ -244,6 +246,34 @@ TEST(CrashReporter, TheWriterReportsALiveProcessWithItsThreads) {
     if (field<std::uint32_t>(bytes, 32 + i * 12) == 3)
       threads = field<std::uint32_t>(bytes, field<std::uint32_t>(bytes, 40 + i * 12));
   EXPECT_GE(threads, 2u);
+}
+
+// Installed in this process for a moment: every fatal signal goes to the
+// handler on the alternate stack, which each thread can have; then the
+// default actions are back, so that other tests die as they expect.
+TEST(CrashReporter, InstallationTakesTheFatalSignalsAndGivesAlternateStacks) {
+  setenv("ORVO_CRASH_WRITER", ORVO_CRASH_WRITER, 1);
+  CrashReporter::setContactAddress("help@example.org");
+  handled_exception_filter();
+  ASSERT_TRUE(CrashReporter::isInstalled());
+  for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP}) {
+    struct sigaction action{};
+    sigaction(signal, nullptr, &action);
+    EXPECT_EQ(action.sa_flags & (SA_SIGINFO | SA_ONSTACK), SA_SIGINFO | SA_ONSTACK) << signal;
+    action.sa_handler = SIG_DFL;
+    action.sa_flags = 0;
+    sigaction(signal, &action, nullptr);
+  }
+  std::thread([] {
+    stack_t stack{};
+    sigaltstack(nullptr, &stack);
+    EXPECT_NE(stack.ss_flags & SS_DISABLE, 0);
+    EXPECT_TRUE(CrashReporter::giveThreadAlternateStack());
+    EXPECT_TRUE(CrashReporter::giveThreadAlternateStack());
+    sigaltstack(nullptr, &stack);
+    EXPECT_EQ(stack.ss_flags & SS_DISABLE, 0);
+    EXPECT_GE(stack.ss_size, 64u * 1024);
+  }).join();
 }
 
 TEST(CrashReport, ExceptionNamesFollowTheSignalAndItsCode) {
