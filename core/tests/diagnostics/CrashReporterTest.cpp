@@ -3,6 +3,7 @@
 // the minidump as lldb reads it are checked; then the report's pieces.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <orvo/core/CrashReporter.h>
 #include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
@@ -19,8 +20,6 @@
 #include <sstream>
 #include <string>
 #include <thread>
-
-#include <orvo/core/CrashReporter.h>
 
 #include "diagnostics/crashwriter/CrashReport.h"
 #include "platform/CrashHandler.h"
@@ -207,11 +206,26 @@ TEST(CrashReporter, LldbShowsTheCrashingThreadsFramesByName) {
   }
 }
 
-// The handler's work without a signal: the writer reports this very process,
-// and stops its other threads to read their registers.
-TEST(CrashReporter, TheWriterReportsALiveProcessWithItsThreads) {
+// Installed in this process for a moment: every fatal signal goes to the
+// handler on the alternate stack; then the default actions are back, so that
+// other tests die as they expect. The handler, called by hand with a signal
+// whose default action is to ignore it, has the writer report this very
+// process, whose other threads it stops to read their registers.
+TEST(CrashReporter, TheHandlerReportsThisProcessWithItsThreads) {
   setenv("ORVO_CRASH_WRITER", ORVO_CRASH_WRITER, 1);
-  ASSERT_TRUE(platform::prepareCrashReport());
+  CrashReporter::setContactAddress("help@example.org");
+  handled_exception_filter();
+  ASSERT_TRUE(CrashReporter::isInstalled());
+  void (*handler)(int, siginfo_t*, void*) = nullptr;
+  for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP}) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    EXPECT_EQ(action.sa_flags & (SA_SIGINFO | SA_ONSTACK), SA_SIGINFO | SA_ONSTACK) << signal;
+    handler = action.sa_sigaction;
+    action.sa_handler = SIG_DFL;
+    action.sa_flags = 0;
+    sigaction(signal, &action, nullptr);
+  }
   const fs::path directory = fs::read_symlink("/proc/self/exe").parent_path();
   std::set<fs::path> before;
   for (const auto& entry : fs::directory_iterator(directory)) before.insert(entry.path());
@@ -224,10 +238,10 @@ TEST(CrashReporter, TheWriterReportsALiveProcessWithItsThreads) {
   siginfo_t info{};
   info.si_signo = SIGFPE;
   info.si_code = FPE_INTDIV;
-  const bool written = platform::reportCrash(&info, &context);
+  handler(SIGWINCH, &info, &context);
+  handler(SIGWINCH, &info, &context);  // a fault in the handler is handed on
   stop = true;
   busy.join();
-  EXPECT_TRUE(written);
   fs::path report, dump;
   for (const auto& entry : fs::directory_iterator(directory)) {
     if (before.count(entry.path()) != 0) continue;
@@ -248,22 +262,7 @@ TEST(CrashReporter, TheWriterReportsALiveProcessWithItsThreads) {
   EXPECT_GE(threads, 2u);
 }
 
-// Installed in this process for a moment: every fatal signal goes to the
-// handler on the alternate stack, which each thread can have; then the
-// default actions are back, so that other tests die as they expect.
-TEST(CrashReporter, InstallationTakesTheFatalSignalsAndGivesAlternateStacks) {
-  setenv("ORVO_CRASH_WRITER", ORVO_CRASH_WRITER, 1);
-  CrashReporter::setContactAddress("help@example.org");
-  handled_exception_filter();
-  ASSERT_TRUE(CrashReporter::isInstalled());
-  for (const int signal : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP}) {
-    struct sigaction action{};
-    sigaction(signal, nullptr, &action);
-    EXPECT_EQ(action.sa_flags & (SA_SIGINFO | SA_ONSTACK), SA_SIGINFO | SA_ONSTACK) << signal;
-    action.sa_handler = SIG_DFL;
-    action.sa_flags = 0;
-    sigaction(signal, &action, nullptr);
-  }
+TEST(CrashReporter, EachThreadCanHaveAnAlternateStack) {
   std::thread([] {
     stack_t stack{};
     sigaltstack(nullptr, &stack);
@@ -274,6 +273,12 @@ TEST(CrashReporter, InstallationTakesTheFatalSignalsAndGivesAlternateStacks) {
     EXPECT_EQ(stack.ss_flags & SS_DISABLE, 0);
     EXPECT_GE(stack.ss_size, 64u * 1024);
   }).join();
+}
+
+// The writer started by anything but a crash handler writes nothing.
+TEST(CrashReporter, TheWriterRefusesWithoutACrashRecord) {
+  EXPECT_EQ(WEXITSTATUS(std::system(ORVO_CRASH_WRITER " 2> /dev/null")), 2);
+  EXPECT_EQ(WEXITSTATUS(std::system(ORVO_CRASH_WRITER " 0x10 2> /dev/null")), 1);
 }
 
 TEST(CrashReport, ExceptionNamesFollowTheSignalAndItsCode) {
