@@ -22,6 +22,7 @@
 #include <thread>
 
 #include "diagnostics/crashwriter/CrashReport.h"
+#include "diagnostics/crashwriter/MinidumpWriter.h"
 #include "platform/CrashHandler.h"
 
 namespace orvo {
@@ -305,6 +306,17 @@ TEST(CrashReport, ExceptionNamesFollowTheSignalAndItsCode) {
   EXPECT_STREQ(exceptionName(SIGTRAP, TRAP_TRACE, 0, 0, 0), "SINGLE_STEP");
   EXPECT_STREQ(exceptionName(SIGTRAP, TRAP_BRKPT, 0, 0, 0), "BREAKPOINT");
   EXPECT_STREQ(exceptionName(SIGABRT, SI_TKILL, 0, 0, 0), "UNKNOWN_ERROR");
+}
+
+TEST(Minidump, StringsAreUtf16WithReplacementsForBadBytes) {
+  using Units = std::vector<std::uint16_t>;
+  EXPECT_EQ(crashwriter::utf16("/a"), (Units{'/', 'a'}));
+  EXPECT_EQ(crashwriter::utf16("\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"),
+            (Units{0xE9, 0x20AC, 0xD83D, 0xDE00}));
+  // Stray continuation, overlong, surrogate, beyond U+10FFFF, bad lead, cut short.
+  EXPECT_EQ(crashwriter::utf16("\x80\xC1\xBF\xED\xA0\x80\xF4\x90\x80\x80\xF5x\xE2\x82"),
+            (Units{0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD, 0xFFFD,
+                   0xFFFD, 'x', 0xFFFD, 0xFFFD}));
 }
 
 TEST(CrashReport, LinesKeepTheirFormat) {

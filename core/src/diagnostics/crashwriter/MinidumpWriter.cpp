@@ -49,45 +49,6 @@ class Layout {
     return at;
   }
   std::vector<std::uint8_t> bytes;
-
- private:
-  static std::vector<std::uint16_t> utf16(const std::string& text) {
-    std::vector<std::uint16_t> units;
-    for (std::size_t i = 0; i < text.size();) {
-      const auto lead = static_cast<unsigned char>(text[i]);
-      const int extra = lead < 0x80                   ? 0
-                        : lead >= 0xF0 && lead < 0xF5 ? 3
-                        : lead >= 0xE0                ? 2
-                        : lead >= 0xC2                ? 1
-                                                      : -1;
-      char32_t code = extra == 0   ? lead
-                      : extra == 1 ? lead & 0x1F
-                      : extra == 2 ? lead & 0x0F
-                                   : lead & 0x07;
-      bool valid = extra >= 0 && i + static_cast<std::size_t>(extra) < text.size() + (extra == 0);
-      for (int k = 1; valid && k <= extra; ++k) {
-        const auto next = static_cast<unsigned char>(text[i + static_cast<std::size_t>(k)]);
-        valid = (next & 0xC0) == 0x80;
-        code = (code << 6) | (next & 0x3F);
-      }
-      const char32_t least[] = {0, 0x80, 0x800, 0x10000};
-      valid = valid && code >= least[extra < 0 ? 0 : extra] && code <= 0x10FFFF &&
-              (code < 0xD800 || code > 0xDFFF);
-      if (!valid) {
-        units.push_back(0xFFFD);
-        ++i;
-        continue;
-      }
-      i += static_cast<std::size_t>(extra) + 1;
-      if (code >= 0x10000) {
-        units.push_back(static_cast<std::uint16_t>(0xD800 + ((code - 0x10000) >> 10)));
-        units.push_back(static_cast<std::uint16_t>(0xDC00 + ((code - 0x10000) & 0x3FF)));
-      } else {
-        units.push_back(static_cast<std::uint16_t>(code));
-      }
-    }
-    return units;
-  }
 };
 
 struct Directory {
@@ -237,6 +198,45 @@ void writeText(Layout& file, Directory& directory, std::uint32_t type, const std
 }
 
 }  // namespace
+
+std::vector<std::uint16_t> utf16(const std::string& text) {
+  std::vector<std::uint16_t> units;
+  for (std::size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i]);
+    const int extra = lead < 0x80   ? 0
+                      : lead < 0xC2 ? -1
+                      : lead < 0xE0 ? 1
+                      : lead < 0xF0 ? 2
+                      : lead < 0xF5 ? 3
+                                    : -1;
+    char32_t code = extra == 0   ? lead
+                    : extra == 1 ? lead & 0x1F
+                    : extra == 2 ? lead & 0x0F
+                                 : lead & 0x07;
+    bool valid = extra >= 0 && i + static_cast<std::size_t>(extra) < text.size() + (extra == 0);
+    for (int k = 1; valid && k <= extra; ++k) {
+      const auto next = static_cast<unsigned char>(text[i + static_cast<std::size_t>(k)]);
+      valid = (next & 0xC0) == 0x80;
+      code = (code << 6) | (next & 0x3F);
+    }
+    const char32_t least[] = {0, 0x80, 0x800, 0x10000};
+    valid = valid && code >= least[extra < 0 ? 0 : extra] && code <= 0x10FFFF &&
+            (code < 0xD800 || code > 0xDFFF);
+    if (!valid) {
+      units.push_back(0xFFFD);
+      ++i;
+      continue;
+    }
+    i += static_cast<std::size_t>(extra) + 1;
+    if (code >= 0x10000) {
+      units.push_back(static_cast<std::uint16_t>(0xD800 + ((code - 0x10000) >> 10)));
+      units.push_back(static_cast<std::uint16_t>(0xDC00 + ((code - 0x10000) & 0x3FF)));
+    } else {
+      units.push_back(static_cast<std::uint16_t>(code));
+    }
+  }
+  return units;
+}
 
 std::vector<std::uint8_t> buildMinidump(const CrashedProcess& process, std::uint32_t timeStamp) {
   Layout file;

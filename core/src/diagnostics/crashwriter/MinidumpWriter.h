@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "diagnostics/crashwriter/CrashedProcess.h"
@@ -15,6 +16,10 @@ namespace orvo::crashwriter {
 
 // The whole file's bytes.
 std::vector<std::uint8_t> buildMinidump(const CrashedProcess& process, std::uint32_t timeStamp);
+
+// The UTF-16 code units of UTF-8 text, as minidump strings hold them; each
+// byte that starts no valid sequence becomes U+FFFD.
+std::vector<std::uint16_t> utf16(const std::string& text);
 
 // The stream types the file holds, in the order of the directory.
 enum MinidumpStream : std::uint32_t {
