@@ -253,6 +253,22 @@ void BM_CompareStdWstring(benchmark::State& state) {
 }
 BENCHMARK(BM_CompareStdWstring)->Arg(16)->Arg(256);
 
+// The same std::wstring pairs reached through pointers: a String is one
+// pointer to a block that holds its size, so its size is one load further
+// away than a std::wstring's. This peer pays that load too, to show whether
+// the layout alone costs time.
+void BM_CompareStdWstringBehindPointer(benchmark::State& state) {
+  const auto pairs = comparePairs<std::wstring>(static_cast<std::size_t>(state.range(0)));
+  std::vector<std::pair<const std::wstring*, const std::wstring*>> pointers;
+  for (const auto& pair : pairs) pointers.emplace_back(&pair.first, &pair.second);
+  std::size_t next = 0;
+  for (auto _ : state) {
+    const auto& pair = pointers[next++ % kPairs];
+    benchmark::DoNotOptimize(pair.first->compare(*pair.second));
+  }
+}
+BENCHMARK(BM_CompareStdWstringBehindPointer)->Arg(16)->Arg(256);
+
 void BM_CompareStringWithPointer(benchmark::State& state) {
   compareRounds<String>(state, [](const String& a, const String& b) { return a.compare(b.getBuffer()); });
 }

@@ -1,8 +1,16 @@
 #include <orvo/core/Unknown.h>
 
+#include <cstring>
+#include <string>
+#include <typeinfo>
+
 #include <orvo/core/ClassFactory.h>
+#include <orvo/core/Log.h>
+#include <orvo/core/MemoryStream.h>
+#include <orvo/core/StringConvert.h>
 
 #include "object/ClassFactorySteps.h"
+#include "platform/Symbols.h"
 #include "text/Utf8Codec.h"
 
 namespace orvo {
@@ -30,6 +38,16 @@ class ClassIdSum {
   std::uint32_t _index = 0;
 };
 
+// The name of the object's run-time type as a person reads it.
+String readableTypeName(const Unknown& object) {
+  const std::string name = platform::demangle(typeid(object).name());
+  return StringConvert(reinterpret_cast<const unsigned char*>(name.c_str()));
+}
+
+// Types are compared by name rather than by type_info: a class of another
+// module may have its own type_info object for the same type.
+bool sameType(const Unknown& a, const Unknown& b) { return std::strcmp(typeid(a).name(), typeid(b).name()) == 0; }
+
 }  // namespace
 
 Unknown::Unknown(const Unknown& other) noexcept
@@ -44,6 +62,27 @@ Unknown::THandle<Unknown> Unknown::rtCreateInstance_() { return THandle<Unknown>
 Unknown::THandle<Unknown> Unknown::rtCreateInstance() const { return rtCreateInstance_(); }
 
 const bool Unknown::_setUpCreator_ = classfactory::registerLibraryClass(&Unknown::rtCreateInstance_, L"Unknown");
+
+Unknown::THandle<Unknown> Unknown::clone() const {
+  THandle<Unknown> copy = rtCreateInstance();
+  // A class that did not override rtCreateInstance hands back an object of
+  // one of its bases, which could not take the state.
+  if (copy == nullptr || !sameType(*this, *copy)) {
+    Log::error(L"Call rtCreateInstance(%s) error! typeid(%s)", getClassName(), readableTypeName(*this).getBuffer());
+    return nullptr;
+  }
+  try {
+    const THandle<MemoryStream> medium = MemoryStream::createInstance();
+    OutputStream out(medium.get());
+    exportTo(out);
+    InputStream in(medium.get());
+    copy->importFrom(in);
+  } catch (const Exception& e) {
+    Log::error(L"%s", e.message.c_str());
+    return nullptr;
+  }
+  return copy;
+}
 
 void Unknown::importFrom(InputStream&) {}
 

@@ -60,8 +60,7 @@ void setCommandLine(State& s, int argc, char** argv) {
   s.argc = static_cast<int>(s.arguments.size());
 }
 
-void setSystem(State& s, ServiceSystem* system) {
-  Unknown::THandle<ServiceSystem> held(system);
+void setSystem(State& s, Unknown::THandle<ServiceSystem> held) {
   {
     SpinGuard guard(s.locked);
     std::swap(s.system, held);
@@ -70,8 +69,8 @@ void setSystem(State& s, ServiceSystem* system) {
 
 // The launch proper, with the signals already led to their thread.
 int runLaunched(State& s, ServiceSystem::Creator create) {
-  setSystem(s, create());
-  Unknown::THandle<ServiceSystem> system = ServiceSystem::getSystem();
+  const Unknown::THandle<ServiceSystem> system(create());
+  setSystem(s, system);
   const bool loaded = system && system->load();
   s.launch.store(kLaunched);
   if (!loaded) return 1;

@@ -63,7 +63,7 @@ bool Thread::launch(System* system, const THandle<Semaphore>& startSignal) {
     std::thread(&Thread::main, this).detach();
   } catch (const std::system_error&) {
     threadTable().entries.erase(this);
-    _system = nullptr, _startSignal = nullptr, _threadHandle = nullptr;
+    clearRun();
     return false;
   }
   return true;
@@ -96,6 +96,11 @@ unsigned int Thread::main(Thread* thread) {
 
 void Thread::release() {
   SpinGuard guard(_lock);
+  clearRun();
+}
+
+// Back to idle; the caller holds _lock.
+void Thread::clearRun() {
   _system = nullptr, _startSignal = nullptr, _threadHandle = nullptr;
   _threadId = std::thread::id();
 }

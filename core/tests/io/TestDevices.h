@@ -19,7 +19,8 @@ namespace orvo {
 using Bytes = std::vector<std::uint8_t>;
 
 // A first-in, first-out byte queue. By default it behaves; the public knobs
-// make it return short counts, lie about what is available or act on each call.
+// make it return short counts, fail its reads, lie about what is available or
+// act on each call.
 class QueueDevice : public IO {
  public:
   explicit QueueDevice(Bytes bytes = {}) : bytes(std::move(bytes)) {}
@@ -29,6 +30,7 @@ class QueueDevice : public IO {
   int maxChunk = 1 << 30;    // Largest count one read moves.
   int writeLimit = 1 << 30;  // Bytes the device takes in all before it is full.
   int fakeAvailable = -2;    // Other than -2: what available() claims.
+  bool failing = false;      // Makes read() answer -1.
   int largestRead = 0, writeCalls = 0;  // The largest count a read asked for; the writes.
   std::function<void()> onCall;  // Runs at the start of every operation.
 
@@ -43,6 +45,7 @@ class QueueDevice : public IO {
     return n;
   }
   int read(void* buffer, int size) override {
+    if (failing) return -1;
     largestRead = std::max(largestRead, size);
     const int n = peek(buffer, size);
     readPosition += static_cast<std::size_t>(n);

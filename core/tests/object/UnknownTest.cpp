@@ -1,9 +1,13 @@
-// Reference counting, handles, class ids, SharedPtr and the empty stream form.
+// Reference counting, handles, clones, class ids, SharedPtr and the empty
+// stream form.
 #include <gtest/gtest.h>
 
+#include <orvo/core/MemoryStream.h>
 #include <orvo/core/SharedPtr.h>
 #include <orvo/core/Stream.h>
 #include <orvo/core/Unknown.h>
+
+#include "diagnostics/LogCollector.h"
 
 namespace orvo {
 namespace {
@@ -84,6 +88,35 @@ TEST_F(HandleTest, CopiesCarryTheClassIdButNoCount) {
   THandle<Unknown> plain = a->Unknown::rtCreateInstance();
   EXPECT_STREQ(plain->getClassName(), L"Unknown");
   EXPECT_EQ(plain->getClassId(), 0xF528BA83u);
+}
+
+// Its state travels through the hooks; a negative one is not exported, so
+// that the import runs short.
+class Sample : public Tracked {
+ public:
+  THandle<Unknown> rtCreateInstance() const override { return THandle<Unknown>(new Sample); }
+  void exportTo(OutputStream& stream) const override {
+    if (value >= 0) stream << value;
+  }
+  void importFrom(InputStream& stream) override { stream >> value; }
+  std::int32_t value = 42;
+};
+
+TEST_F(HandleTest, ClonesCarryWhatTheHooksCarryOrLogWhyTheyCannot) {
+  LogCollector log;
+  THandle<Sample> sample(new Sample);
+  THandle<Unknown> copy = sample->clone();
+  ASSERT_TRUE(copy != sample && copy.dynamicCast<Sample>() != nullptr && copy->getReferenceCount() == 1u);
+  EXPECT_EQ(copy.dynamicCast<Sample>()->value, 42);
+  const THandle<MemoryStream> stream = MemoryStream::createInstance();
+  char copied[8] = {};
+  ASSERT_TRUE(stream->write("abc", 4) == 4 && (copy = stream->clone()).dynamicCast<MemoryStream>() != nullptr);
+  EXPECT_TRUE(copy.dynamicCast<MemoryStream>()->read(copied, 8) == 4 && std::string(copied) == "abc" && stream->available() == 4);
+  copy = sample->Unknown::rtCreateInstance()->clone();
+  EXPECT_TRUE(copy != nullptr && std::wstring(copy->getClassName()) == L"Unknown");
+  sample->value = -1;
+  EXPECT_TRUE(THandle<Tracked>(new Tracked)->clone() == nullptr && sample->clone() == nullptr);
+  EXPECT_EQ(log.errors, Texts({L"Call rtCreateInstance(Tracked) error! typeid(orvo::(anonymous namespace)::Tracked)", L"int32_t"}));
 }
 
 TEST(ClassIdTest, SumsTheUtf8BytesOfTheName) {

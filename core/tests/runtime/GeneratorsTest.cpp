@@ -1,5 +1,5 @@
-// PulseGenerator and ClockGenerator: what each tick delivers for a script of
-// ticks and pulses.
+// PulseGenerator and ClockGenerator: what each step of a script of ticks and
+// pulses delivers to the listener.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -10,63 +10,61 @@
 namespace orvo {
 namespace {
 
-struct PulseCounter : PulseListener {
-  void onPulse() override { ++pulses; }
-  int pulses = 0;
-};
-
-struct PulseCase {
-  unsigned int interval;
-  std::vector<unsigned int> ticks;
-  std::vector<int> pulsesPerTick;
-};
-
-TEST(PulseGenerator, GivesAtMostTwoPulsesPerTickAndCarriesARemainderOnlyWhileKeepingUp) {
-  const PulseCase cases[] = {
-      {10, {5, 5, 9}, {0, 1, 0}},        // The pulse used the gathered time up.
-      {10, {15, 5}, {1, 1}},             // 5 carried over.
-      {10, {25, 5, 5}, {2, 0, 1}},       // 5 forgotten after two pulses.
-      {10, {1000, 9, 1}, {2, 0, 1}},
-      {10, {0xFFFFFFFFu, 10}, {2, 1}},
-      {0, {0, 7}, {2, 2}},
-  };
-  for (const PulseCase& c : cases) {
-    auto* counter = new PulseCounter;
-    THandle<PulseGenerator> generator = PulseGenerator::createInstance(counter, c.interval);
-    std::vector<int> delivered;
-    for (unsigned int elapsed : c.ticks) {
-      const int before = counter->pulses;
-      generator->tick(elapsed);
-      delivered.push_back(counter->pulses - before);
-    }
-    EXPECT_EQ(delivered, c.pulsesPerTick) << "interval " << c.interval << ", first tick " << c.ticks[0];
-  }
-}
-
-// Counts ticks, checks the interval handed over, and pays in one more pulse
-// from its own call while `pulsesToInject` lasts.
-struct ClockCounter : ClockListener {
-  void onClock(unsigned int interval) override {
-    ++ticks;
-    intervals.push_back(interval);
-    if (pulsesToInject > 0) --pulsesToInject, generator->injectPulse();
-  }
-  int ticks = 0, pulsesToInject = 0;
-  std::vector<unsigned int> intervals;
-  ClockGenerator* generator = nullptr;
-};
-
 constexpr unsigned int kPulse = ~0u;  // In a script: injectPulse instead of tick.
 
-struct ClockCase {
+// Counts both kinds of event, checks the interval handed over, and pays in
+// one more pulse from its own onClock while `pulsesToInject` lasts.
+struct Counter : PulseListener, ClockListener {
+  void onPulse() override { ++events; }
+  void onClock(unsigned int interval) override {
+    ++events;
+    EXPECT_EQ(interval, expectedInterval);
+    if (pulsesToInject > 0) --pulsesToInject, clock->injectPulse();
+  }
+  int events = 0, pulsesToInject = 0;
+  unsigned int expectedInterval = 0;
+  ClockGenerator* clock = nullptr;
+};
+
+// The events of each step of `script` on `generator`.
+template <class Generator>
+std::vector<int> eventsPerStep(Generator& generator, const Counter& counter,
+                               const std::vector<unsigned int>& script) {
+  std::vector<int> events;
+  for (unsigned int step : script) {
+    const int before = counter.events;
+    if constexpr (std::is_same_v<Generator, ClockGenerator>) {
+      if (step == kPulse) generator.injectPulse();
+    }
+    if (step != kPulse) generator.tick(step);
+    events.push_back(counter.events - before);
+  }
+  return events;
+}
+
+struct Case {
   unsigned int interval, ticksPerPulse;
   int pulsesFromListener;
   std::vector<unsigned int> script;
-  std::vector<int> ticksPerStep;
+  std::vector<int> events;
 };
 
+TEST(PulseGenerator, GivesAtMostTwoPulsesPerTickAndCarriesARemainderOnlyWhileKeepingUp) {
+  const Case cases[] = {
+      {10, 0, 0, {5, 5, 9}, {0, 1, 0}},    // The pulse used the gathered time up.
+      {10, 0, 0, {15, 5}, {1, 1}},         // 5 carried over.
+      {10, 0, 0, {25, 5, 5}, {2, 0, 1}},   // 5 forgotten after two pulses.
+      {10, 0, 0, {1000, 9, 1}, {2, 0, 1}}, {10, 0, 0, {0xFFFFFFFEu, 10}, {2, 1}}, {0, 0, 0, {0, 7}, {2, 2}},
+  };
+  for (const Case& c : cases) {
+    auto* counter = new Counter;
+    THandle<PulseGenerator> generator = PulseGenerator::createInstance(counter, c.interval);
+    EXPECT_EQ(eventsPerStep(*generator, *counter, c.script), c.events) << "first tick " << c.script[0];
+  }
+}
+
 TEST(ClockGenerator, SpendsPaidInTicksOnePerIntervalAndCatchesUpBeyondTwiceTheInterval) {
-  const ClockCase cases[] = {
+  const Case cases[] = {
       {10, 4, 0, {kPulse, 10, 10, 10, 10, 10}, {0, 1, 1, 1, 1, 0}},
       {10, 100, 0, {kPulse, 1, 10, 200}, {0, 80, 1, 19}},  // 100 owed: all above 20 at once.
       {10, 2, 0, {kPulse, 35, kPulse, 5}, {0, 2, 0, 1}},   // 5 of the 35 carried over.
@@ -74,19 +72,12 @@ TEST(ClockGenerator, SpendsPaidInTicksOnePerIntervalAndCatchesUpBeyondTwiceTheIn
       {10, 1, 2, {kPulse, 40}, {0, 3}},                    // Pulses paid in from onClock count.
       {7, 0, 0, {kPulse, 70}, {0, 0}},
   };
-  for (const ClockCase& c : cases) {
-    auto* counter = new ClockCounter;
+  for (const Case& c : cases) {
+    auto* counter = new Counter;
     THandle<ClockGenerator> generator = ClockGenerator::createInstance(counter, c.interval, c.ticksPerPulse);
-    counter->generator = generator.get();
+    counter->clock = generator.get(), counter->expectedInterval = c.interval;
     counter->pulsesToInject = c.pulsesFromListener;
-    std::vector<int> delivered;
-    for (unsigned int step : c.script) {
-      const int before = counter->ticks;
-      step == kPulse ? generator->injectPulse() : generator->tick(step);
-      delivered.push_back(counter->ticks - before);
-    }
-    EXPECT_EQ(delivered, c.ticksPerStep) << "interval " << c.interval << ", ticks per pulse " << c.ticksPerPulse;
-    EXPECT_EQ(counter->intervals, std::vector<unsigned int>(static_cast<std::size_t>(counter->ticks), c.interval));
+    EXPECT_EQ(eventsPerStep(*generator, *counter, c.script), c.events) << "per pulse " << c.ticksPerPulse;
   }
 }
 

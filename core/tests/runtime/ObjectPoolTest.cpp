@@ -32,6 +32,10 @@ class ObjectPoolTest : public ::testing::Test {
     for (std::uint32_t i = 0; i < count; ++i) objects.push_back(pool.allocate(kSize));
     return objects;
   }
+  // Takes `count` objects and gives them back through the thread's cache.
+  void cycle(std::uint32_t count) {
+    for (void* object : allocate(count)) pool.release(object);
+  }
   // Releases through the thread's cache, then empties it into the lists.
   void release(const std::vector<void*>& objects) {
     for (void* object : objects) pool.release(object);
@@ -70,7 +74,7 @@ TEST_F(ObjectPoolTest, EmptiedSlabGoesWhenOneFreeNodeLiesElsewhere) {
 
 TEST_F(ObjectPoolTest, FreeNodesAndCachedObjectsAreReusedFirst) {
   std::vector<void*> objects = allocate(kNodes);
-  for (void* object : allocate(20)) pool.release(object);
+  cycle(20);
   EXPECT_EQ(pool.getUsedCount(), kNodes + 16) << "a thread keeps up to 16 objects at hand, counted as in use";
   pool.releaseThreadCache();
   pool.release(objects.back());
@@ -105,10 +109,7 @@ TEST_F(ObjectPoolTest, CloseFreesEmptySlabsAndLaterReleasesFreeTheRest) {
 TEST_F(ObjectPoolTest, ThreadsShareThePoolAndGiveTheirCachesBackAtExit) {
   pool.release(pool.allocate(kSize));  // This thread owns the pool's own cache from here.
   auto work = [this] {
-    for (int round = 0; round < 200; ++round) {
-      std::vector<void*> objects = allocate(20);
-      for (void* object : objects) pool.release(object);
-    }
+    for (int round = 0; round < 200; ++round) cycle(20);
   };
   std::vector<std::thread> threads;
   for (int t = 0; t < 3; ++t) threads.emplace_back(work);
@@ -122,25 +123,20 @@ TEST_F(ObjectPoolTest, AnOwnerThreadThatEndsGivesItsCacheBackAndLetsGo) {
   // The first thread to find the cache unowned takes it; the second may get
   // the identity of the first, and must not find itself the owner.
   for (int t = 0; t < 2; ++t) {
-    std::thread([this] {
-      for (void* object : allocate(3)) pool.release(object);
-    }).join();
+    std::thread([this] { cycle(3); }).join();
     EXPECT_EQ(pool.getUsedCount(), 0u) << "thread " << t;
   }
 }
 
 TEST_F(ObjectPoolTest, TheCachePassesOnWhenItsOwnerEndsWhileAnotherThreadWorks) {
   std::atomic<bool> ownerEnding{false};
-  auto cycle = [this] {
-    for (void* object : allocate(3)) pool.release(object);
-  };
   std::thread owner([&] {
-    cycle();  // The first thread of the pool claims its cache.
+    cycle(3);  // The first thread of the pool claims its cache.
     ownerEnding = true;
   });
   std::thread other([&] {
     while (!ownerEnding) std::this_thread::yield();
-    for (int round = 0; round < 2000; ++round) cycle();  // TSan sees an unordered hand-over.
+    for (int round = 0; round < 2000; ++round) cycle(3);  // TSan sees an unordered hand-over.
   });
   owner.join();
   other.join();

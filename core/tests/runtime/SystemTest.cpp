@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "runtime/ScriptedSystem.h"
+#include "text/StringTestSupport.h"
 
 namespace orvo {
 namespace {
@@ -44,18 +45,14 @@ class SystemTest : public FakeClockTest {
 };
 
 TEST_F(SystemTest, OnlyALoadedSystemStartsAndOnlyAStartedTaskActs) {
-  EXPECT_FALSE(task->setTickTime(10));
-  EXPECT_FALSE(task->sleep(10));
-  EXPECT_FALSE(task->waken());
-  EXPECT_EQ(task->getSystem(), nullptr);
   task->stop();
-  EXPECT_FALSE(task->start(nullptr));
-  EXPECT_FALSE(task->start(system.get())) << "unloaded";
+  EXPECT_EACH({{task->setTickTime(10), false}, {task->sleep(10), false}, {task->waken(), false},
+               {task->getSystem() == nullptr, true}, {task->start(nullptr), false},
+               {task->start(system.get()), false}});  // Unloaded.
   system->start();
   EXPECT_EQ(system->getState(), System::StateUnloaded);
   ASSERT_TRUE(system->load());
-  EXPECT_FALSE(system->load());
-  EXPECT_FALSE(task->start(system.get())) << "loaded";
+  EXPECT_EACH({{system->load(), false}, {task->start(system.get()), false}});  // Loaded.
   system->unload();
   EXPECT_EQ(system->getState(), System::StateLoaded);
   EXPECT_TRUE(system->shutdown());
@@ -170,11 +167,9 @@ TEST_F(SystemTest, WalkRunsNewestFirstAndSurvivesATaskStoppingItself) {
     };
   }
   run([&](ScriptedSystem& s) {
-    tasks[0]->start(&s);
-    tasks[1]->start(&s);
+    for (int id : {0, 1}) tasks[id]->start(&s);
     s.passAt(0);
-    tasks[2]->start(&s);
-    tasks[3]->start(&s);
+    for (int id : {2, 3}) tasks[id]->start(&s);
     s.passAt(1);  // Calls 1, 0; then merges 2 and 3 to the front.
     tasks[3] = nullptr;
     const unsigned int records = s.getReferenceCount();

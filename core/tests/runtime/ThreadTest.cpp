@@ -70,7 +70,7 @@ TEST(Thread, ShutdownFromTheSystemsOwnThreadStopsItWithoutWaitingForItself) {
   Unknown::THandle<ScriptedSystem> system(new ScriptedSystem);
   system->script = [thread](ScriptedSystem&) { thread->shutdown(); };
   ASSERT_TRUE(thread->start(system.get()));
-  while (system->exitCalls == 0) std::this_thread::yield();
+  while (thread->getSystem()) std::this_thread::yield();  // Hangs if the inner shutdown waited.
   EXPECT_TRUE(thread->shutdown());
   EXPECT_EQ(system->getState(), System::StateUnloaded);
 }

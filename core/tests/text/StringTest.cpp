@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <cwchar>
 #include <functional>
 #include <string>
 #include <thread>
@@ -236,14 +235,6 @@ TEST(StringFind, PositionsOfCharactersAndTexts) {
                     {u.find('x', 4), -1}, {u.find(0, 5), -1},
                     // A false start whose second unit differs.
                     {String(L"axcabc").find(L"abc"), 3}});
-}
-
-TEST(StringFind, ACharacterInATextWhoseLengthIsNotKnownYet) {
-  StringBlock<wchar_t> block(5);
-  std::wmemcpy(block.text(), L"abcab", 5);
-  const String s = block.finish();
-  // The first search measures the text; the second finds the length known.
-  EXPECT_EACH({{s.find(L'b', 2), 4}, {s.find(L'a', 1), 3}, {s.find(L'z'), -1}});
 }
 
 // --- Format ---------------------------------------------------------------

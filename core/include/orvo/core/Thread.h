@@ -62,6 +62,7 @@ class ORVO_API Thread : public virtual Unknown {
   static unsigned int main(Thread* thread);
   bool launch(System* system, const THandle<Semaphore>& startSignal);
   void release();
+  void clearRun();
 
   mutable SpinLock _lock;  // Guards the fields below.
   THandle<System> _system;

@@ -19,6 +19,8 @@
 //
 // Run-time classes (ClassType, RtFactory: creation by class name or id) are
 // declared here and defined in ClassFactory.h, which getClassType needs.
+// clone() copies an object through its importFrom and exportTo hooks; a
+// class that wants copies overrides rtCreateInstance to make one of itself.
 //
 // Threads: handles on one object may be made, copied and dropped on any
 // threads at once; the count is atomic (see ReferenceCount.h). One THandle
@@ -55,6 +57,11 @@ class ORVO_API Unknown {
 
   virtual const wchar_t* getClassName() const;
   virtual THandle<Unknown> rtCreateInstance() const;
+  // A new object of the same class with the same serialised state: made by
+  // rtCreateInstance, then filled by importFrom with what exportTo wrote
+  // into a MemoryStream. Empty, with a line in the log, when the class did
+  // not override rtCreateInstance or when the state did not travel.
+  virtual THandle<Unknown> clone() const;
   virtual void importFrom(InputStream& stream);
   virtual void exportTo(OutputStream& stream) const;
 
