@@ -32,7 +32,6 @@ namespace {
 
 constexpr int kFatalSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP};
 constexpr std::size_t kAlternateStackSize = 64 * 1024;
-constexpr long kWriterWaitMs = 9000;
 constexpr long kPollMs = 20;
 
 // Everything the handler touches, prepared before any crash.
@@ -43,6 +42,7 @@ char* writerArguments[3] = {writerPath, recordArgument, nullptr};
 alignas(16) char cloneStack[16 * 1024];
 char statusText[8192];
 std::atomic<int> handlerThread{0};  // the thread id of the first crash, 0 before
+long writerBoundMs = 9000;  // how long the handler waits for the writer
 std::once_flag installed;
 bool installResult = false;
 
@@ -58,16 +58,13 @@ void sleepMs(long ms) {
   }
 }
 
-// A non-zero TracerPid in /proc/self/status, read with plain system calls.
+// A non-zero TracerPid in /proc/self/status, read with plain system calls;
+// the file is far shorter than the buffer.
 bool isTraced() {
   const int file = open("/proc/self/status", O_RDONLY | O_CLOEXEC);
-  if (file < 0) return false;
-  std::size_t length = 0;
-  for (ssize_t got; length < sizeof statusText - 1 &&
-                    (got = read(file, statusText + length, sizeof statusText - 1 - length)) > 0;)
-    length += static_cast<std::size_t>(got);
+  const ssize_t length = read(file, statusText, sizeof statusText - 1);
   close(file);
-  statusText[length] = 0;
+  statusText[length > 0 ? length : 0] = 0;
   const char* field = std::strstr(statusText, "TracerPid:");
   if (field == nullptr) return false;
   field += 10;
@@ -80,13 +77,11 @@ void fillRecord(const siginfo_t* info, const ucontext_t* context) {
   record.code = info->si_code;
   record.threadId = currentThreadId();
   record.faultAddress = reinterpret_cast<std::uint64_t>(info->si_addr);
-  if (context == nullptr) return;
   for (int i = 0; i < CrashRecord::kRegisterCount; ++i)
     record.registers[i] = static_cast<std::uint64_t>(context->uc_mcontext.gregs[i]);
-  if (context->uc_mcontext.fpregs != nullptr) {
+  record.hasFloatingPoint = context->uc_mcontext.fpregs != nullptr;
+  if (record.hasFloatingPoint)
     std::memcpy(record.floatingPoint, context->uc_mcontext.fpregs, sizeof record.floatingPoint);
-    record.hasFloatingPoint = 1;
-  }
 }
 
 // The child shares the memory of the crashed process until execve, so it
@@ -113,16 +108,13 @@ bool runWriter() {
   rawCall(SYS_rt_sigprocmask, SIG_SETMASK, reinterpret_cast<long>(&previous), 0, sizeof(long));
   if (child <= 0) return false;
   int status = 0;
-  for (long waited = 0;; waited += kPollMs) {
-    const pid_t done = static_cast<pid_t>(
-        rawCall(SYS_wait4, child, reinterpret_cast<long>(&status), WNOHANG | __WALL, 0));
-    if (done == child) return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    if (done != 0) return false;  // reaped by someone else
-    if (waited >= kWriterWaitMs) break;
+  for (long waited = 0; waited <= writerBoundMs; waited += kPollMs) {
+    const long done = rawCall(SYS_wait4, child, reinterpret_cast<long>(&status), WNOHANG | __WALL);
+    if (done != 0) return done == child && status == 0;  // exited with 0
     sleepMs(kPollMs);
   }
   kill(child, SIGKILL);
-  rawCall(SYS_wait4, child, reinterpret_cast<long>(&status), __WALL, 0);
+  rawCall(SYS_wait4, child, reinterpret_cast<long>(&status), __WALL);
   return false;
 }
 
@@ -136,18 +128,14 @@ void handOn(int signal) {
   rawCall(SYS_tgkill, getpid(), currentThreadId(), signal);
 }
 
+// Only the first fault is reported. A fault on another thread meanwhile
+// waits for the first to end the process; one in the handler goes on at once.
 void onFatalSignal(int signal, siginfo_t* info, void* context) {
-  const int self = currentThreadId();
-  int expected = 0;
-  if (!handlerThread.compare_exchange_strong(expected, self)) {
-    // A fault on another thread while the first is being written waits for
-    // that to end the process; a fault in the handler itself goes on at once.
-    for (long waited = 0; expected != self && waited < kWriterWaitMs + 1000; waited += kPollMs)
-      sleepMs(kPollMs);
-    handOn(signal);
-    return;
-  }
-  reportCrash(info, context);
+  int first = 0;
+  if (handlerThread.compare_exchange_strong(first, currentThreadId()))
+    reportCrash(info, context);
+  else if (first != currentThreadId())
+    sleepMs(writerBoundMs + 1000);
   handOn(signal);
 }
 
@@ -159,16 +147,22 @@ std::string findWriter() {
   if (const char* chosen = std::getenv("ORVO_CRASH_WRITER"); chosen != nullptr && *chosen != 0)
     return isExecutable(chosen) ? chosen : std::string();
   Dl_info where{};
-  if (dladdr(reinterpret_cast<void*>(&installCrashHandler), &where) == 0 ||
-      where.dli_fname == nullptr)
-    return {};
+  if (dladdr(reinterpret_cast<void*>(&installCrashHandler), &where) == 0) return {};
   std::string directory = where.dli_fname;
-  const std::size_t slash = directory.rfind('/');
-  directory = slash == std::string::npos ? std::string(".") : directory.substr(0, slash);
+  directory.resize(directory.rfind('/') + 1);  // empty without a slash
   // Next to the library in the build tree; where it is installed otherwise.
   for (const char* place : {"orvo_crash_writer", ORVO_CRASH_WRITER_FROM_LIBRARY})
-    if (isExecutable(directory + "/" + place)) return directory + "/" + place;
+    if (isExecutable(directory + place)) return directory + place;
   return {};
+}
+
+// The writer the handler starts: false, and the one before kept, if the
+// path is empty or too long.
+bool useWriter(const char* path) {
+  const std::size_t length = std::strlen(path);
+  if (length == 0 || length >= sizeof writerPath) return false;
+  std::memcpy(writerPath, path, length + 1);
+  return true;
 }
 
 struct AlternateStack {
@@ -184,10 +178,7 @@ struct AlternateStack {
 
 }  // namespace
 
-const char* crashWriterPath() {
-  static const std::string path = findWriter();
-  return path.c_str();
-}
+std::string findCrashWriter() { return findWriter(); }
 
 void setCrashContact(const char* address) {
   std::snprintf(record.contact, sizeof record.contact, "%s", address == nullptr ? "" : address);
@@ -211,16 +202,19 @@ bool giveThreadAlternateStack() {
 
 bool prepareCrashReport() {
   static const bool prepared = [] {
-    const char* path = crashWriterPath();
-    if (*path == 0 || std::strlen(path) >= sizeof writerPath) return false;
-    std::memcpy(writerPath, path, std::strlen(path) + 1);
     std::snprintf(recordArgument, sizeof recordArgument, "%p", static_cast<void*>(&record));
     record.magic = CrashRecord::kMagic;
     record.size = sizeof record;
     if (record.contact[0] == 0) setCrashContact("support@orvo.dev");
-    return true;
+    return useWriter(findWriter().c_str());
   }();
   return prepared;
+}
+
+bool setCrashWriter(const char* path, long boundMs) {
+  prepareCrashReport();
+  writerBoundMs = boundMs;
+  return useWriter(path);
 }
 
 bool reportCrash(const siginfo_t* info, const void* context) {

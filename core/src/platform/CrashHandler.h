@@ -16,6 +16,8 @@
 
 #include <signal.h>
 
+#include <string>
+
 namespace orvo::platform {
 
 // Installs the handler for SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT and
@@ -45,6 +47,11 @@ bool giveThreadAlternateStack();
 // Where the crash writer program is: $ORVO_CRASH_WRITER, else next to the
 // shared library (the build tree), else in the libexec directory of the
 // installation, found from the library. Empty if none is executable.
-const char* crashWriterPath();
+std::string findCrashWriter();
+
+// Makes the handler start the program at `path` and wait for it at most
+// `boundMs` (9000 unless set): for tests, which need writers that fail or
+// hang. False, and the writer kept, if the path is empty or too long.
+bool setCrashWriter(const char* path, long boundMs);
 
 }  // namespace orvo::platform

@@ -52,7 +52,8 @@ class CrashedChild {
   explicit CrashedChild(const char* mode, bool traced = false) {
     char pattern[] = "/tmp/orvo_crash_XXXXXX";
     directory = mkdtemp(pattern);
-    program = directory / "orvo_crash_child";
+    fs::create_directory(directory / "bin");
+    program = directory / "bin/orvo_crash_child";
     fs::copy_file(ORVO_CRASH_CHILD, program);
     const std::string errors = (directory / "stderr.txt").string();
     const pid_t pid = fork();
@@ -75,7 +76,8 @@ class CrashedChild {
       ptrace(PTRACE_CONT, pid, nullptr, reinterpret_cast<void*>(static_cast<long>(signal)));
     }
     message = fileText(directory / "stderr.txt");
-    for (const auto& entry : fs::directory_iterator(directory)) {
+    if (!fs::exists(program.parent_path())) return;
+    for (const auto& entry : fs::directory_iterator(program.parent_path())) {
       const std::string name = entry.path().filename().string();
       if (name.ends_with(".log")) report = entry.path();
       if (name.ends_with(".dmp")) dump = entry.path();
@@ -180,12 +182,17 @@ TEST(CrashReporter, EachFaultLeavesAReportAMinidumpAndAMessageAndDiesByItsSignal
   }
 }
 
-TEST(CrashReporter, UnderADebuggerNothingIsWrittenAndTheFaultGoesOn) {
-  const CrashedChild child("segv", true);
-  ASSERT_TRUE(WIFSIGNALED(child.status));
-  EXPECT_EQ(WTERMSIG(child.status), SIGSEGV);
-  EXPECT_EQ(child.crashFiles, 0);
-  EXPECT_EQ(child.message, "");
+// Under a debugger, and where the files cannot be made, nothing is written
+// and the fault goes on.
+TEST(CrashReporter, WithoutAReportTheFaultGoesOn) {
+  for (const auto& [mode, traced] : {std::pair{"segv", true}, std::pair{"homeless-segv", false}}) {
+    SCOPED_TRACE(mode);
+    const CrashedChild child(mode, traced);
+    ASSERT_TRUE(WIFSIGNALED(child.status));
+    EXPECT_EQ(WTERMSIG(child.status), SIGSEGV);
+    EXPECT_EQ(child.crashFiles, 0);
+    EXPECT_EQ(child.message, "");
+  }
 }
 
 TEST(CrashReporter, LldbShowsTheCrashingThreadsFramesByName) {
@@ -241,6 +248,10 @@ TEST(CrashReporter, TheHandlerReportsThisProcessWithItsThreads) {
   info.si_code = FPE_INTDIV;
   handler(SIGWINCH, &info, &context);
   handler(SIGWINCH, &info, &context);  // a fault in the handler is handed on
+  // One on another thread waits out the writer's bound, then is handed on.
+  platform::setCrashWriter(ORVO_CRASH_WRITER, 1);
+  std::thread([&] { handler(SIGWINCH, &info, &context); }).join();
+  platform::setCrashWriter(ORVO_CRASH_WRITER, 9000);
   stop = true;
   busy.join();
   fs::path report, dump;
@@ -274,6 +285,64 @@ TEST(CrashReporter, EachThreadCanHaveAnAlternateStack) {
     EXPECT_EQ(stack.ss_flags & SS_DISABLE, 0);
     EXPECT_GE(stack.ss_size, 64u * 1024);
   }).join();
+}
+
+// A writer that is missing, hangs past the bound or runs without floating
+// point registers; paths that cannot be taken keep the writer there was.
+TEST(CrashReporter, TheHandlerTellsWhetherItsWriterWroteTheReport) {
+  const fs::path hanging = fs::temp_directory_path() / "orvo_hanging_writer.sh";
+  std::ofstream(hanging) << "#!/bin/sh\nexec sleep 60\n";
+  fs::permissions(hanging, fs::perms::owner_all);
+  ucontext_t context;
+  getcontext(&context);
+  ucontext_t withoutFloatingPoint = context;
+  withoutFloatingPoint.uc_mcontext.fpregs = nullptr;
+  siginfo_t info{};
+  info.si_signo = SIGILL;
+  struct Case {
+    std::string writer;
+    bool taken;
+    const ucontext_t* context;
+    bool reported;
+  };
+  const Case cases[] = {{"/nonexistent/orvo_crash_writer", true, &context, false},
+                        {hanging.string(), true, &context, false},
+                        {"", false, &context, false},
+                        {std::string(5000, 'w'), false, &context, false},
+                        {ORVO_CRASH_WRITER, true, &withoutFloatingPoint, true}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.writer.substr(0, 40));
+    platform::setCrashWriter(hanging.c_str(), 200);
+    EXPECT_EQ(platform::setCrashWriter(c.writer.c_str(), c.reported ? 9000 : 200), c.taken);
+    EXPECT_EQ(platform::reportCrash(&info, c.context), c.reported);
+  }
+  platform::setCrashWriter(ORVO_CRASH_WRITER, 9000);
+  fs::remove(hanging);
+  const fs::path tests = fs::read_symlink("/proc/self/exe").parent_path();
+  for (const auto& entry : fs::directory_iterator(tests))
+    if (entry.path().filename().string().starts_with("crash@")) fs::remove(entry.path());
+}
+
+// Found by its variable, else next to the module that holds the library's
+// code: here the test program itself.
+TEST(CrashReporter, TheWriterIsFoundByItsVariableOrNextToTheLibrary) {
+  const fs::path beside = fs::read_symlink("/proc/self/exe").parent_path() / "orvo_crash_writer";
+  fs::create_symlink(ORVO_CRASH_WRITER, beside);
+  const std::pair<const char*, std::string> places[] = {{ORVO_CRASH_WRITER, ORVO_CRASH_WRITER},
+                                                        {"/nonexistent/writer", ""},
+                                                        {"", beside.string()}};
+  // The library's own path may be relative to the working directory.
+  const auto located = [] {
+    const std::string path = platform::findCrashWriter();
+    return path.empty() ? path : fs::absolute(path).lexically_normal().string();
+  };
+  for (const auto& [variable, found] : places) {
+    setenv("ORVO_CRASH_WRITER", variable, 1);
+    EXPECT_EQ(located(), found) << variable;
+  }
+  fs::remove(beside);
+  EXPECT_EQ(located(), "");
+  setenv("ORVO_CRASH_WRITER", ORVO_CRASH_WRITER, 1);
 }
 
 // The writer started by anything but a crash handler writes nothing.

@@ -6,6 +6,7 @@
 // written.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -24,10 +25,9 @@ std::string executableDirectory(pid_t pid) {
   char path[4096];
   const ssize_t length =
       readlink(("/proc/" + std::to_string(pid) + "/exe").c_str(), path, sizeof path - 1);
-  if (length <= 0) return {};
-  const std::string executable(path, static_cast<std::size_t>(length));
-  const std::size_t slash = executable.rfind('/');
-  return slash == std::string::npos ? std::string() : executable.substr(0, slash + 1);
+  std::string directory(path, static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+  directory.resize(directory.rfind('/') + 1);  // empty without a slash
+  return directory;
 }
 
 bool writeFile(const std::string& path, const void* data, std::size_t size) {
@@ -49,16 +49,13 @@ int main(int argc, char** argv) {
   if (!process.ok()) return 1;
   const std::string directory = executableDirectory(crashed);
   const std::string dumpPath = createCrashFile(directory, "dmp");
-  const std::string reportPath =
-      dumpPath.empty() ? std::string() : createCrashFile(directory, "log");
+  const std::string reportPath = dumpPath.empty() ? dumpPath : createCrashFile(directory, "log");
   if (reportPath.empty()) return 1;
 
   const std::string report = crashReport(process, crashedThreadFrames(process));
-  bool written = writeFile(reportPath, report.data(), report.size());
-  if (written) {
-    const auto dump = buildMinidump(process, static_cast<std::uint32_t>(std::time(nullptr)));
-    written = writeFile(dumpPath, dump.data(), dump.size());
-  }
+  const auto dump = buildMinidump(process, static_cast<std::uint32_t>(std::time(nullptr)));
+  const bool written = writeFile(reportPath, report.data(), report.size()) &&
+                       writeFile(dumpPath, dump.data(), dump.size());
   const std::string message = crashMessage(reportPath, dumpPath, process.record().contact);
   std::fputs(message.c_str(), stderr);
   return written ? 0 : 1;

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 namespace {
@@ -67,6 +68,11 @@ int main(int argc, char** argv) {
     std::thread other([how] { crashChildFault(how + 7); });
     crashChildFault(how + 7);
     other.join();
+  } else if (std::strncmp(how, "homeless-", 9) == 0) {
+    // The directory of the executable is gone: no file can be made there.
+    unlink(argv[0]);
+    rmdir(std::string(argv[0]).substr(0, std::string(argv[0]).rfind('/')).c_str());
+    crashChildFault(how + 9);
   } else if (std::strncmp(how, "busy-", 5) == 0) {
     for (int i = 0; i < 2; ++i) std::thread(allocateForever).detach();
     usleep(1000);
