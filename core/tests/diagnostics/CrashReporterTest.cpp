@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <orvo/core/CrashReporter.h>
+#include <orvo/core/Thread.h>
 #include <signal.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
@@ -24,6 +25,7 @@
 #include "diagnostics/crashwriter/CrashReport.h"
 #include "diagnostics/crashwriter/MinidumpWriter.h"
 #include "platform/CrashHandler.h"
+#include "runtime/ScriptedSystem.h"
 
 namespace orvo {
 namespace {
@@ -274,17 +276,28 @@ TEST(CrashReporter, TheHandlerReportsThisProcessWithItsThreads) {
   EXPECT_GE(threads, 2u);
 }
 
+bool hasAlternateStack() {
+  stack_t stack{};
+  sigaltstack(nullptr, &stack);
+  return (stack.ss_flags & SS_DISABLE) == 0 && stack.ss_size >= 64u * 1024;
+}
+
+// An application's thread asks for one; the library's Threads have one.
 TEST(CrashReporter, EachThreadCanHaveAnAlternateStack) {
   std::thread([] {
-    stack_t stack{};
-    sigaltstack(nullptr, &stack);
-    EXPECT_NE(stack.ss_flags & SS_DISABLE, 0);
+    EXPECT_FALSE(hasAlternateStack());
     EXPECT_TRUE(CrashReporter::giveThreadAlternateStack());
     EXPECT_TRUE(CrashReporter::giveThreadAlternateStack());
-    sigaltstack(nullptr, &stack);
-    EXPECT_EQ(stack.ss_flags & SS_DISABLE, 0);
-    EXPECT_GE(stack.ss_size, 64u * 1024);
+    EXPECT_TRUE(hasAlternateStack());
   }).join();
+  Unknown::THandle<ScriptedSystem> system(new ScriptedSystem);
+  std::atomic<int> seen{-1};
+  system->script = [&seen](ScriptedSystem&) { seen = hasAlternateStack(); };
+  Unknown::THandle<Thread> thread = Thread::createInstance();
+  ASSERT_TRUE(thread->start(system.get()));
+  while (seen < 0) std::this_thread::yield();
+  thread->shutdown();
+  EXPECT_EQ(seen, 1);
 }
 
 // A writer that is missing, hangs past the bound or runs without floating

@@ -13,8 +13,10 @@
 // the allocator's lock still ends in a report.
 //
 // A stack overflow can only be reported on a thread with an alternate signal
-// stack: the thread that calls handled_exception_filter() gets one, and any
-// other thread gives itself one with CrashReporter::giveThreadAlternateStack().
+// stack. These threads have one: the thread that calls
+// handled_exception_filter(), and every thread of the library's Thread class.
+// Any other thread of the application gives itself one with
+// CrashReporter::giveThreadAlternateStack().
 // All functions may be called from any thread.
 #pragma once
 
