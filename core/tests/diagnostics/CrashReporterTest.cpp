@@ -2,6 +2,7 @@
 // directory of its own, and the files it leaves, its message, its death and
 // the minidump as lldb reads it are checked; then the report's pieces.
 #include <fcntl.h>
+#include <dwarf.h>
 #include <gtest/gtest.h>
 #include <orvo/core/CrashReporter.h>
 #include <orvo/core/Thread.h>
@@ -23,6 +24,7 @@
 #include <thread>
 
 #include "diagnostics/crashwriter/CrashReport.h"
+#include "diagnostics/crashwriter/FrameVariables.h"
 #include "diagnostics/crashwriter/MinidumpWriter.h"
 #include "platform/CrashHandler.h"
 #include "runtime/ScriptedSystem.h"
@@ -33,6 +35,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::string kChildSource = fs::path(__FILE__).parent_path() / "crash/CrashChild.cpp";
+const std::string kChildPattern = std::regex_replace(kChildSource, std::regex(R"([.+])"), R"(\$&)");
 
 std::string fileText(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
@@ -173,10 +176,16 @@ TEST(CrashReporter, EachFaultLeavesAReportAMinidumpAndAMessageAndDiesByItsSignal
         report.find(std::string("\n\nException: ") + fault.exception + "\n\nRegisters:\nrax="),
         std::string::npos);
     EXPECT_NE(report.find("\nStacktrace:\n#1  0x"), std::string::npos);
-    const char* function = std::strstr(fault.mode, "overflow") ? "Overflow" : "Fault";
-    EXPECT_NE(report.find(std::string(" in (anonymous namespace)::crashChild") + function +
-                          " () at " + kChildSource + ":"),
-              std::string::npos)
+    // The faulting frame: its function, parameters with their values, line and locals.
+    const std::string how = std::strrchr(fault.mode, '-') ? std::strrchr(fault.mode, '-') + 1
+                                                          : fault.mode;
+    const std::string frame =
+        how == "overflow" ? R"(crashChildOverflow \(depth=\d+\) at )" + kChildPattern +
+                                R"(:\d+\n {8}fill = \n)"
+                          : R"(crashChildFault \(how=0x[0-9a-f]{16} ")" + how + R"("\) at )" +
+                                kChildPattern + R"(:\d+\n#)";
+    EXPECT_TRUE(std::regex_search(report, std::regex(R"(\n#\d+  0x[0-9a-f]{16} in \(anonymous )"
+                                                     R"(namespace\)::)" + frame)))
         << report;
     EXPECT_NE(report.find("\n\nLoaded modules:\n0x"), std::string::npos);
     EXPECT_NE(report.find("  " + child.program.string() + " (0.0.0.0, "), std::string::npos);
@@ -419,6 +428,58 @@ TEST(CrashReport, LinesKeepTheirFormat) {
       "#1  0x0000000000000010 in " + std::string(200, 'f') + " () at a.cpp:7\n        n = 1\n");
   EXPECT_EQ(crashwriter::frameText(2, Frame{0x10, "g", "a=1, b=2", "", 0, {}}),
             "#2  0x0000000000000010 in g (a=1, b=2)\n");
+}
+
+// Values by their type, read from this process's memory.
+TEST(CrashReport, ValuesAreRenderedByTheirType) {
+  using Kind = crashwriter::ValueType::Kind;
+  const char textBuffer[300] = "the text";  // the text is read 255 bytes at a time
+  const char* text = textBuffer;
+  const std::string longText(300, 'l');
+  const char* longPointer = longText.c_str();
+  const std::uint64_t word = 0xDEADBEEF00;
+  const std::int32_t negative = -5;
+  const float single = 1.5f;
+  const double twice = 2.25;
+  const void* const* twoLevels = nullptr;
+  const auto at = [](const void* p) { return reinterpret_cast<std::uint64_t>(p); };
+  char hex[64];
+  const auto shown = [&hex](const void* p) {
+    std::snprintf(hex, sizeof hex, "0x%016llx", static_cast<unsigned long long>(
+                                                    reinterpret_cast<std::uintptr_t>(p)));
+    return std::string(hex);
+  };
+  struct Case {
+    crashwriter::ValueType type;
+    std::uint64_t address;
+    std::string text;
+  };
+  const Case cases[] = {
+      {{Kind::UserDefined, 0, "Point", 8, 0}, at(&word), "(Point) " + shown(&word)},
+      {{Kind::UserDefined, 1, "Point", 8, 0}, at(&text), "(Point *) " + shown(text)},
+      {{Kind::UserDefined, 2, "Point", 8, 0}, at(&twoLevels), "(Point **) " + shown(&twoLevels)},
+      {{Kind::Enumeration, 0, "", 4, 0}, at(&negative), "-5"},
+      {{Kind::Function, 1, "", 0, 0}, at(&text), shown(text)},
+      {{Kind::Base, 1, "", 1, DW_ATE_signed_char}, at(&text), shown(text) + " \"the text\""},
+      {{Kind::Base, 1, "", 1, DW_ATE_signed_char}, at(&longPointer),
+       (shown(longPointer) + " \"" + longText).substr(0, 255)},
+      {{Kind::Base, 1, "", 4, DW_ATE_signed}, at(&text), shown(text)},
+      {{Kind::Base, 2, "", 1, DW_ATE_signed_char}, at(&text), shown(text)},
+      {{Kind::Base, 0, "", 1, DW_ATE_unsigned_char}, at(&word), "0"},
+      {{Kind::Base, 0, "", 2, DW_ATE_unsigned}, at(&word), "ef00"},
+      {{Kind::Base, 0, "", 4, DW_ATE_signed}, at(&negative), "-5"},
+      {{Kind::Base, 0, "", 4, DW_ATE_float}, at(&single), "1.500000"},
+      {{Kind::Base, 0, "", 4, DW_ATE_unsigned}, at(&negative), "fffffffb"},
+      {{Kind::Base, 0, "", 8, DW_ATE_float}, at(&twice), "2.250000"},
+      {{Kind::Base, 0, "", 8, DW_ATE_signed}, at(&word), "DEADBEEF00"},
+      {{Kind::Base, 0, "", 16, DW_ATE_float}, at(&word), ""},
+      {{Kind::Other, 0, "", 4, 0}, at(&word), ""}};
+  const crashwriter::MemoryReader read = [](std::uint64_t address, void* into, std::size_t size) {
+    std::memcpy(into, reinterpret_cast<const void*>(address), size);
+    return size;
+  };
+  for (const Case& c : cases)
+    EXPECT_EQ(crashwriter::renderValue(c.type, c.address, read), c.text) << c.text;
 }
 
 }  // namespace

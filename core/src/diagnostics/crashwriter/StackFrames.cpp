@@ -1,9 +1,9 @@
 #include "diagnostics/crashwriter/StackFrames.h"
 
+#include "diagnostics/crashwriter/FrameVariables.h"
+#include "diagnostics/crashwriter/Libdw.h"
+
 #include <cxxabi.h>
-#include <dlfcn.h>
-#include <elfutils/libdw.h>
-#include <elfutils/libdwfl.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -13,66 +13,11 @@ namespace {
 
 constexpr int kMostFrames = 256;
 
-// libdw is opened at run time, so that the writer runs where it is missing;
-// the types come from its own declarations.
-struct Dw {
-  decltype(&dwfl_begin) begin;
-  decltype(&dwfl_end) end;
-  decltype(&dwfl_linux_proc_find_elf) findElf;
-  decltype(&dwfl_standard_find_debuginfo) findDebugInfo;
-  decltype(&dwfl_linux_proc_report) procReport;
-  decltype(&dwfl_report_end) reportEnd;
-  decltype(&dwfl_attach_state) attachState;
-  decltype(&dwfl_thread_state_registers) stateRegisters;
-  decltype(&dwfl_getthread_frames) threadFrames;
-  decltype(&dwfl_frame_pc) framePc;
-  decltype(&dwfl_addrmodule) addrModule;
-  decltype(&dwfl_module_addrname) addrName;
-  decltype(&dwfl_module_getsrc) getSrc;
-  decltype(&dwfl_lineinfo) lineInfo;
-  decltype(&dwfl_module_nextcu) nextUnit;
-  decltype(&dwarf_haspc) hasPc;
-  decltype(&dwarf_getsrc_die) unitLine;
-  decltype(&dwarf_linesrc) lineSource;
-  decltype(&dwarf_lineno) lineNumber;
-};
-
-const char* const kNames[] = {"dwfl_begin",
-                              "dwfl_end",
-                              "dwfl_linux_proc_find_elf",
-                              "dwfl_standard_find_debuginfo",
-                              "dwfl_linux_proc_report",
-                              "dwfl_report_end",
-                              "dwfl_attach_state",
-                              "dwfl_thread_state_registers",
-                              "dwfl_getthread_frames",
-                              "dwfl_frame_pc",
-                              "dwfl_addrmodule",
-                              "dwfl_module_addrname",
-                              "dwfl_module_getsrc",
-                              "dwfl_lineinfo",
-                              "dwfl_module_nextcu",
-                              "dwarf_haspc",
-                              "dwarf_getsrc_die",
-                              "dwarf_linesrc",
-                              "dwarf_lineno"};
-static_assert(sizeof(Dw) == sizeof kNames);
-
-Dw dw;
-
-bool openLibdw() {
-  void* library = dlopen("libdw.so.1", RTLD_NOW | RTLD_LOCAL);
-  if (library == nullptr) return false;
-  void** slots = reinterpret_cast<void**>(&dw);
-  for (std::size_t i = 0; i < sizeof kNames / sizeof kNames[0]; ++i)
-    if ((slots[i] = dlsym(library, kNames[i])) == nullptr) return false;
-  return true;
-}
-
 struct Walk {
   const CrashedProcess& process;
   const CpuContext& context;
   std::vector<std::uint64_t> addresses;
+  std::vector<FrameRegisters> registers;
 };
 
 pid_t nextThread(Dwfl*, void* walk, void** thread) {
@@ -98,6 +43,9 @@ int onFrame(Dwfl_Frame* frame, void* walk) {
   if (!dw.framePc(frame, &pc, nullptr) || pc == 0) return DWARF_CB_ABORT;
   auto& addresses = static_cast<Walk*>(walk)->addresses;
   addresses.push_back(pc);
+  FrameRegisters& registers = static_cast<Walk*>(walk)->registers.emplace_back();
+  for (int i = 0; i < FrameRegisters::kCount; ++i)
+    registers.known[i] = dw.frameRegister(frame, i, &registers.values[i]) == 0;
   return addresses.size() < kMostFrames ? DWARF_CB_OK : DWARF_CB_ABORT;
 }
 
@@ -137,15 +85,23 @@ bool lineOfUnit(Dwfl_Module* module, Dwarf_Addr address, Frame& frame) {
   return false;
 }
 
-// Names the frame at `pc`; a return address is looked up one byte back, in
-// the call that it follows.
-Frame describe(Dwfl* dwfl, std::uint64_t pc, bool returnAddress) {
+// Names the frame at `pc`, with its variables; a return address is looked
+// up one byte back, in the call that it follows.
+Frame describe(Dwfl* dwfl, std::uint64_t pc, bool returnAddress, const FrameRegisters& registers,
+               const CrashedProcess& process) {
   Frame frame;
   frame.address = pc;
   const Dwarf_Addr lookup = returnAddress ? pc - 1 : pc;
   Dwfl_Module* module = dw.addrModule(dwfl, lookup);
   if (module == nullptr) return frame;
-  if (const char* symbol = dw.addrName(module, lookup)) frame.function = readableName(symbol);
+  if (const char* symbol = dw.addrName(module, lookup)) {
+    frame.function = readableName(symbol);
+    describeVariables(module, lookup, registers,
+                      [&process](std::uint64_t address, void* into, std::size_t length) {
+                        return process.read(address, into, length);
+                      },
+                      frame);
+  }
   const char* file = nullptr;
   if (Dwfl_Line* line = dw.getSrc(module, lookup))
     file = dw.lineInfo(line, nullptr, &frame.line, nullptr, nullptr, nullptr);
@@ -160,7 +116,7 @@ Frame describe(Dwfl* dwfl, std::uint64_t pc, bool returnAddress) {
 
 std::vector<Frame> crashedThreadFrames(const CrashedProcess& process) {
   const CpuContext& crashed = process.threads().front();
-  Walk walk{process, crashed, {}};
+  Walk walk{process, crashed, {}, {}};
   static char* debugInfoPath = nullptr;  // libdw's default places
   static Dwfl_Callbacks callbacks{};
   Dwfl* dwfl = nullptr;
@@ -178,10 +134,17 @@ std::vector<Frame> crashedThreadFrames(const CrashedProcess& process) {
       dw.threadFrames(dwfl, static_cast<pid_t>(crashed.threadId), onFrame, &walk);
   }
   if (walk.addresses.empty()) walk.addresses.push_back(crashed.rip);
+  walk.registers.resize(walk.addresses.size());
+  // A frame's canonical frame address is its caller's stack pointer.
+  for (std::size_t i = 0; i + 1 < walk.registers.size(); ++i) {
+    walk.registers[i].cfa = walk.registers[i + 1].values[7];
+    walk.registers[i].cfaKnown = walk.registers[i + 1].known[7];
+  }
   std::vector<Frame> frames;
   for (std::size_t i = 0; i < walk.addresses.size(); ++i)
-    frames.push_back(dwfl == nullptr ? Frame{walk.addresses[i], "", "", "", 0, {}}
-                                     : describe(dwfl, walk.addresses[i], i > 0));
+    frames.push_back(dwfl == nullptr
+                         ? Frame{walk.addresses[i], "", "", "", 0, {}}
+                         : describe(dwfl, walk.addresses[i], i > 0, walk.registers[i], process));
   if (dwfl != nullptr) dw.end(dwfl);
   return frames;
 }

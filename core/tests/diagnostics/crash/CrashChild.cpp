@@ -19,11 +19,16 @@ volatile int zero = 0;
 volatile int seven = 7;
 int* volatile nowhere = nullptr;
 
+// The faults are meant: sanitizers must let them happen. Unoptimized, the
+// parameters stay in memory, where the report can show them.
+#if defined(__clang__)
+#define CRASH_CHILD_FAULT __attribute__((noinline, optnone, no_sanitize("undefined")))
+#else
+#define CRASH_CHILD_FAULT __attribute__((noinline, optimize("O0"), no_sanitize("undefined")))
+#endif
+
 // Recurses until the stack runs out; `zero` keeps the compiler from
 // proving that it never ends.
-// The faults are meant: sanitizers must let them happen.
-#define CRASH_CHILD_FAULT __attribute__((noinline, no_sanitize("undefined")))
-
 CRASH_CHILD_FAULT int crashChildOverflow(int depth) {
   volatile char fill[1024];
   fill[0] = static_cast<char>(depth);
