@@ -10,7 +10,7 @@ std::atomic<bool> installed{false};
 }
 
 void handled_exception_filter() {
-  if (platform::installCrashHandler()) installed = true;
+  installed = platform::installCrashHandler();
 }
 
 bool CrashReporter::isInstalled() { return installed; }

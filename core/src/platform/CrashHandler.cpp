@@ -12,6 +12,7 @@
 #include <ucontext.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -52,10 +53,10 @@ long rawCall(long number, long a = 0, long b = 0, long c = 0, long d = 0) {
 
 int currentThreadId() { return static_cast<int>(rawCall(SYS_gettid)); }
 
+// A signal may cut the pause short; the waits that use it only get shorter.
 void sleepMs(long ms) {
-  timespec pause{ms / 1000, (ms % 1000) * 1000000};
-  while (nanosleep(&pause, &pause) != 0) {
-  }
+  const timespec pause{ms / 1000, (ms % 1000) * 1000000};
+  nanosleep(&pause, nullptr);
 }
 
 // A non-zero TracerPid in /proc/self/status, read with plain system calls;
@@ -64,12 +65,11 @@ bool isTraced() {
   const int file = open("/proc/self/status", O_RDONLY | O_CLOEXEC);
   const ssize_t length = read(file, statusText, sizeof statusText - 1);
   close(file);
-  statusText[length > 0 ? length : 0] = 0;
+  statusText[std::max<ssize_t>(length, 0)] = 0;
   const char* field = std::strstr(statusText, "TracerPid:");
   if (field == nullptr) return false;
-  field += 10;
-  while (*field == ' ' || *field == '\t') ++field;
-  return *field >= '1' && *field <= '9';
+  field += 10 + std::strspn(field + 10, " \t");
+  return *field != '0';  // a process id never starts with 0
 }
 
 void fillRecord(const siginfo_t* info, const ucontext_t* context) {
@@ -140,7 +140,7 @@ void onFatalSignal(int signal, siginfo_t* info, void* context) {
 }
 
 bool isExecutable(const std::string& path) {
-  return !path.empty() && access(path.c_str(), X_OK) == 0;
+  return access(path.c_str(), X_OK) == 0;
 }
 
 std::string findWriter() {

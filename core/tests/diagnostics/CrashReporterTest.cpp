@@ -183,7 +183,8 @@ TEST(CrashReporter, EachFaultLeavesAReportAMinidumpAndAMessageAndDiesByItsSignal
         how == "overflow" ? R"(crashChildOverflow \(depth=\d+\) at )" + kChildPattern +
                                 R"(:\d+\n {8}fill = \n)"
                           : R"(crashChildFault \(how=0x[0-9a-f]{16} ")" + how + R"("\) at )" +
-                                kChildPattern + R"(:\d+\n#)";
+                                kChildPattern + R"(:\d+\n {8}speed = 7\n {8}place = \(Place\) 0x[0-9a-f]{16}\n)"
+                                R"( {8}callback = 0x[0-9a-f]{16}\n {8}nothing = 0x0{16}\n#)";
     EXPECT_TRUE(std::regex_search(report, std::regex(R"(\n#\d+  0x[0-9a-f]{16} in \(anonymous )"
                                                      R"(namespace\)::)" + frame)))
         << report;

@@ -36,7 +36,17 @@ CRASH_CHILD_FAULT int crashChildOverflow(int depth) {
   return crashChildOverflow(depth + 1) + fill[0];
 }
 
+enum class Speed { Slow, Fast = 7 };
+struct Place {
+  int x;
+};
+
+// Its locals show in the report, one of each kind of value.
 CRASH_CHILD_FAULT void crashChildFault(const char* how) {
+  [[maybe_unused]] Speed speed = Speed::Fast;
+  [[maybe_unused]] Place place{3};
+  [[maybe_unused]] void (*callback)(const char*) = &crashChildFault;
+  [[maybe_unused]] const void* nothing = nullptr;
   if (std::strcmp(how, "segv") == 0) *nowhere = 1;
   if (std::strcmp(how, "overflow") == 0) crashChildOverflow(0);
   if (std::strcmp(how, "abort") == 0) std::abort();
