@@ -7,6 +7,7 @@
 #include <benchmark/benchmark.h>
 #include <dirent.h>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -20,6 +21,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <regex>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -40,20 +43,27 @@ double monotonicSeconds() {
 [[noreturn]] void crashChild(int threads, bool handled, int timeFile) {
   const rlimit noCore{0, 0};
   setrlimit(RLIMIT_CORE, &noCore);
+  // Each library once, by its soname form (libx.so.N), none of the loader's
+  // own and none of the toolchain's giants.
+  const std::regex soname(R"(lib[^.]+\.so\.\d+)");
   std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator("/usr/lib/x86_64-linux-gnu"))
-    if (entry.path().filename().string().find(".so.") != std::string::npos)
+  for (const auto& entry : fs::directory_iterator("/usr/lib/x86_64-linux-gnu")) {
+    const std::string name = entry.path().filename().string();
+    if (std::regex_match(name, soname) && name.find("LLVM") == std::string::npos)
       names.push_back(entry.path().string());
+  }
   std::sort(names.begin(), names.end());
-  int loaded = 0;
-  for (std::size_t i = 0; i < names.size() && loaded < kLibraries; ++i)
-    loaded += dlopen(names[i].c_str(), RTLD_LAZY | RTLD_LOCAL) != nullptr;
+  std::set<void*> loaded;
+  for (std::size_t i = 0; i < names.size() && loaded.size() < kLibraries; ++i)
+    if (void* library = dlopen(names[i].c_str(), RTLD_LAZY | RTLD_LOCAL)) loaded.insert(library);
+  // A library may have taken the signal for itself.
+  signal(SIGSEGV, SIG_DFL);
   if (handled) orvo::handled_exception_filter();
   for (int i = 1; i < threads; ++i) std::thread([] { pause(); }).detach();
   const double faultTime = monotonicSeconds();
   if (write(timeFile, &faultTime, sizeof faultTime) != sizeof faultTime) _exit(3);
-  int* volatile nowhere = nullptr;
-  *nowhere = loaded;
+  volatile int* volatile nowhere = nullptr;  // a store that is not left out
+  *nowhere = static_cast<int>(loaded.size());
   _exit(4);
 }
 
@@ -72,6 +82,8 @@ bool crashOnce(int threads, bool handled, double& seconds, std::uintmax_t& dumpB
   const pid_t child = fork();
   if (child == 0) {
     close(times[0]);
+    const int quiet = open("/dev/null", O_WRONLY);  // the message on standard error
+    dup2(quiet, STDERR_FILENO);
     execl(program.c_str(), program.c_str(), "--crash-child", threadText.c_str(),
           handledText.c_str(), fileText.c_str(), nullptr);
     _exit(127);
