@@ -7,6 +7,7 @@
 #include <orvo/core/CrashReporter.h>
 #include <orvo/core/Thread.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <ucontext.h>
@@ -24,6 +25,7 @@
 #include <thread>
 
 #include "diagnostics/crashwriter/CrashReport.h"
+#include "diagnostics/crashwriter/CrashedProcess.h"
 #include "diagnostics/crashwriter/FrameVariables.h"
 #include "diagnostics/crashwriter/MinidumpWriter.h"
 #include "platform/CrashHandler.h"
@@ -429,6 +431,51 @@ TEST(CrashReport, LinesKeepTheirFormat) {
       "#1  0x0000000000000010 in " + std::string(200, 'f') + " () at a.cpp:7\n        n = 1\n");
   EXPECT_EQ(crashwriter::frameText(2, Frame{0x10, "g", "a=1, b=2", "", 0, {}}),
             "#2  0x0000000000000010 in g (a=1, b=2)\n");
+}
+
+// A live child that maps files which are not 64-bit ELF objects from their
+// start: they are mappings, never modules; the record is found only where
+// the handler left it, and the child's thread is stopped while it is read.
+TEST(CrashedProcess, ModulesAreTheElfObjectsMappedFromTheirStart) {
+  static platform::CrashRecord record{};
+  record.magic = platform::CrashRecord::kMagic;
+  record.size = sizeof record;
+  const fs::path plain = fs::temp_directory_path() / "orvo_crash_plain.bin",
+                 elf32 = fs::temp_directory_path() / "orvo_crash_elf32.bin";
+  std::string header(4096, '\0');
+  std::ofstream(plain) << header;
+  header.replace(0, 5, "\x7f" "ELF\x01");
+  std::ofstream(elf32) << header;
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    for (const fs::path& path : {plain, elf32})
+      mmap(nullptr, 4096, PROT_READ, MAP_PRIVATE, open(path.c_str(), O_RDONLY), 0);
+    (void)!write(ready[1], "!", 1);
+    pause();
+    _exit(0);
+  }
+  char signal;
+  ASSERT_EQ(read(ready[0], &signal, 1), 1);
+  {
+    const crashwriter::CrashedProcess wrong(child, reinterpret_cast<std::uintptr_t>(&record) + 8);
+    EXPECT_FALSE(wrong.ok());
+    const crashwriter::CrashedProcess process(child, reinterpret_cast<std::uintptr_t>(&record));
+    ASSERT_TRUE(process.ok());
+    EXPECT_EQ(process.threads().size(), 2u);  // the record's and the stopped thread
+    std::set<std::string> mapped, modules;
+    for (const auto& mapping : process.mappings()) mapped.insert(mapping.path);
+    for (const auto& module : process.modules()) modules.insert(module.path);
+    EXPECT_EQ(mapped.count(plain.string()) + mapped.count(elf32.string()), 2u);
+    EXPECT_EQ(modules.count(plain.string()) + modules.count(elf32.string()), 0u);
+    EXPECT_EQ(process.modules().front().path, fs::read_symlink("/proc/self/exe").string());
+    EXPECT_EQ(process.modules().front().buildId.size(), 20u);
+  }
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  close(ready[0]), close(ready[1]);
+  fs::remove(plain), fs::remove(elf32);
 }
 
 // Values by their type, read from this process's memory.

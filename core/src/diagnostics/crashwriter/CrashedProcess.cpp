@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 namespace orvo::crashwriter {
 namespace {
@@ -26,7 +27,8 @@ std::uint64_t roundUp(std::uint64_t value) { return (value + kPage - 1) & ~(kPag
 bool parseMapping(const char* line, Mapping& mapping) {
   char permissions[8] = {};
   unsigned long long start = 0, end = 0, offset = 0;
-  int pathAt = 0;
+  const int length = static_cast<int>(std::strlen(line));
+  int pathAt = length;  // no path: the empty end of the line
   if (std::sscanf(line, "%llx-%llx %7s %llx %*s %*s %n", &start, &end, permissions, &offset,
                   &pathAt) < 4)
     return false;
@@ -34,21 +36,20 @@ bool parseMapping(const char* line, Mapping& mapping) {
   mapping.end = end;
   mapping.offset = offset;
   mapping.permissions = permissions;
-  mapping.path = pathAt > 0 ? line + pathAt : "";
+  mapping.path = line + std::min(pathAt, length);
   return true;
 }
 
 void readNotes(const CrashedProcess& process, std::uint64_t address, std::uint64_t size,
                std::vector<std::uint8_t>& buildId) {
-  if (size > 64 * 1024) return;
-  std::vector<std::uint8_t> notes(size);
+  std::vector<std::uint8_t> notes(std::min<std::uint64_t>(size, 64 * 1024));
   notes.resize(process.read(address, notes.data(), notes.size()));
   for (std::size_t at = 0; at + 12 <= notes.size();) {
     std::uint32_t header[3];
     std::memcpy(header, notes.data() + at, sizeof header);
     const std::size_t name = at + 12, desc = name + ((header[0] + 3) & ~3u);
     const std::size_t next = desc + ((header[1] + 3) & ~3u);
-    if (next > notes.size() || next <= at) return;
+    if (next > notes.size()) return;  // sizes are 32 bits: `next` cannot wrap
     if (header[2] == NT_GNU_BUILD_ID && header[0] == 4 &&
         std::memcmp(&notes[name], "GNU", 4) == 0) {
       buildId.assign(notes.begin() + static_cast<long>(desc),
@@ -140,8 +141,7 @@ std::string CrashedProcess::procText(const char* name) const {
   const std::string path =
       name[0] == '/' ? std::string(name) : "/proc/" + std::to_string(_pid) + "/" + name;
   std::string text;
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) return text;
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);  // -1: reads nothing
   char chunk[4096];
   for (ssize_t got; (got = ::read(file, chunk, sizeof chunk)) > 0;)
     text.append(chunk, static_cast<std::size_t>(got));
@@ -173,13 +173,10 @@ bool CrashedProcess::stackOf(std::uint64_t stackPointer, std::uint64_t& low,
 }
 
 void CrashedProcess::readMappings() {
-  const std::string text = procText("maps");
-  for (std::size_t at = 0; at < text.size();) {
-    std::size_t end = text.find('\n', at);
-    if (end == std::string::npos) end = text.size();
+  std::istringstream lines(procText("maps"));
+  for (std::string line; std::getline(lines, line);) {
     Mapping mapping;
-    if (parseMapping(text.substr(at, end - at).c_str(), mapping)) _mappings.push_back(mapping);
-    at = end + 1;
+    if (parseMapping(line.c_str(), mapping)) _mappings.push_back(mapping);
   }
 }
 
