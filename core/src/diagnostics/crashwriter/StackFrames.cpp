@@ -116,23 +116,19 @@ Frame describe(Dwfl* dwfl, std::uint64_t pc, bool returnAddress, const FrameRegi
 
 std::vector<Frame> crashedThreadFrames(const CrashedProcess& process) {
   const CpuContext& crashed = process.threads().front();
-  Walk walk{process, crashed, {}, {}};
+  if (!openLibdw()) return {Frame{crashed.rip, "", "", "", 0, {}}};  // the fault, unnamed
   static char* debugInfoPath = nullptr;  // libdw's default places
   static Dwfl_Callbacks callbacks{};
-  Dwfl* dwfl = nullptr;
-  if (openLibdw()) {
-    callbacks.find_elf = dw.findElf;
-    callbacks.find_debuginfo = dw.findDebugInfo;
-    callbacks.debuginfo_path = &debugInfoPath;
-    dwfl = dw.begin(&callbacks);
-  }
-  if (dwfl != nullptr && dw.procReport(dwfl, process.pid()) == 0 &&
-      dw.reportEnd(dwfl, nullptr, nullptr) == 0) {
-    static const Dwfl_Thread_Callbacks threadCallbacks{nextThread,       nullptr, readWord,
-                                                       initialRegisters, nullptr, nullptr};
-    if (dw.attachState(dwfl, nullptr, process.pid(), &threadCallbacks, &walk))
-      dw.threadFrames(dwfl, static_cast<pid_t>(crashed.threadId), onFrame, &walk);
-  }
+  callbacks.find_elf = dw.findElf;
+  callbacks.find_debuginfo = dw.findDebugInfo;
+  callbacks.debuginfo_path = &debugInfoPath;
+  static const Dwfl_Thread_Callbacks threadCallbacks{nextThread,       nullptr, readWord,
+                                                     initialRegisters, nullptr, nullptr};
+  Walk walk{process, crashed, {}, {}};
+  Dwfl* dwfl = dw.begin(&callbacks);  // libdw's calls take a null one and fail
+  if (dw.procReport(dwfl, process.pid()) == 0 && dw.reportEnd(dwfl, nullptr, nullptr) == 0 &&
+      dw.attachState(dwfl, nullptr, process.pid(), &threadCallbacks, &walk))
+    dw.threadFrames(dwfl, static_cast<pid_t>(crashed.threadId), onFrame, &walk);
   if (walk.addresses.empty()) walk.addresses.push_back(crashed.rip);
   walk.registers.resize(walk.addresses.size());
   // A frame's canonical frame address is its caller's stack pointer.
@@ -142,10 +138,8 @@ std::vector<Frame> crashedThreadFrames(const CrashedProcess& process) {
   }
   std::vector<Frame> frames;
   for (std::size_t i = 0; i < walk.addresses.size(); ++i)
-    frames.push_back(dwfl == nullptr
-                         ? Frame{walk.addresses[i], "", "", "", 0, {}}
-                         : describe(dwfl, walk.addresses[i], i > 0, walk.registers[i], process));
-  if (dwfl != nullptr) dw.end(dwfl);
+    frames.push_back(describe(dwfl, walk.addresses[i], i > 0, walk.registers[i], process));
+  dw.end(dwfl);
   return frames;
 }
 
