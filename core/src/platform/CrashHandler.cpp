@@ -186,7 +186,10 @@ void setCrashContact(const char* address) {
 
 bool giveThreadAlternateStack() {
   stack_t current{};
-  if (sigaltstack(nullptr, &current) == 0 && (current.ss_flags & SS_DISABLE) == 0) return true;
+  // A smaller one (a sanitizer's, say) is replaced.
+  if (sigaltstack(nullptr, &current) == 0 && (current.ss_flags & SS_DISABLE) == 0 &&
+      current.ss_size >= kAlternateStackSize)
+    return true;
   thread_local AlternateStack owned;
   owned.memory = mmap(nullptr, kAlternateStackSize, PROT_READ | PROT_WRITE,
                       MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK, -1, 0);

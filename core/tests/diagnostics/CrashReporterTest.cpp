@@ -184,7 +184,7 @@ TEST(CrashReporter, EachFaultLeavesAReportAMinidumpAndAMessageAndDiesByItsSignal
     const std::string address = "0x[0-9a-f]{16}", locals = R"(:\d+\n {8}speed = 7\n {8}place = )";
     const std::string frame =
         how == "overflow"
-            ? R"(crashChildOverflow \(depth=\d+\) at )" + kChildPattern + R"(:\d+\n {8}fill = \n)"
+            ? R"(crashChildOverflow \(depth=\d+\) at )" + kChildPattern + R"(:\d+\n)"
             : R"(crashChildFault \(how=)" + address + " \"" + how + R"("\) at )" + kChildPattern +
                   locals + R"(\(Place\) )" + address + R"(\n {8}callback = )" + address +
                   R"(\n {8}nothing = 0x0{16}\n#)";

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 namespace orvo::crashwriter {
@@ -136,12 +135,18 @@ class Locator {
     Dwarf_Op* operations = nullptr;
     std::size_t count = 0;
     if (dw.attribute(die, name, &attribute) == nullptr ||
-        dw.location(&attribute, _address, &operations, &count, 1) != 1 || count != 1)
+        dw.location(&attribute, _address, &operations, &count, 1) != 1 ||
+        !evaluate(operations[0], frameBase, result))
       return false;
-    return evaluate(operations[0], frameBase, result);
+    // Offsets added after it, as sanitizers' frames have them.
+    for (std::size_t i = 1; i < count; ++i) {
+      if (operations[i].atom != DW_OP_plus_uconst) return false;
+      result += operations[i].number;
+    }
+    return true;
   }
 
-  // One operation: a register or frame base plus an offset; for a frame
+  // The first operation: a register or frame base plus an offset; for a frame
   // base also a register's value or the canonical frame address.
   bool evaluate(const Dwarf_Op& operation, bool frameBase, std::uint64_t& result) const {
     const auto offset = static_cast<std::int64_t>(operation.number);
@@ -184,6 +189,22 @@ bool eachVariable(Dwarf_Die* scope, int tag, const Locator& locator, const Memor
   return true;
 }
 
+// The child of `parent` whose code holds `pc`: a function, found through
+// namespaces and classes, or a block inside a function.
+bool childHolding(Dwarf_Die* parent, Dwarf_Addr pc, Dwarf_Die& result) {
+  Dwarf_Die child;
+  if (dw.child(parent, &child) != 0) return false;
+  do {
+    const int tag = dw.tag(&child);
+    if ((tag == DW_TAG_subprogram || tag == DW_TAG_lexical_block) && dw.hasPc(&child, pc) > 0)
+      return result = child, true;
+    if ((tag == DW_TAG_namespace || tag == DW_TAG_class_type || tag == DW_TAG_structure_type) &&
+        childHolding(&child, pc, result))
+      return true;
+  } while (dw.sibling(&child, &child) == 0);
+  return false;
+}
+
 }  // namespace
 
 std::string renderValue(const ValueType& type, std::uint64_t address, const MemoryReader& read) {
@@ -210,27 +231,23 @@ std::string renderValue(const ValueType& type, std::uint64_t address, const Memo
 void describeVariables(Dwfl_Module* module, Dwarf_Addr address, const FrameRegisters& registers,
                        const MemoryReader& read, Frame& frame) {
   Dwarf_Addr bias = 0;
-  Dwarf_Die* unit = dw.addrDie(module, address, &bias);
-  Dwarf_Die* scopes = nullptr;
-  const int count = unit == nullptr ? 0 : dw.scopes(unit, address - bias, &scopes);
-  int function = 0;  // scopes run from the innermost out to the function
-  while (function < count && dw.tag(&scopes[function]) != DW_TAG_subprogram) ++function;
-  if (function < count) {
-    Locator locator(registers, address - bias);
-    locator.findFrameBase(&scopes[function]);
-    eachVariable(&scopes[function], DW_TAG_formal_parameter, locator, read,
-                 [&frame](const char* name, const std::string& value) {
-                   frame.parameters += (frame.parameters.empty() ? "" : ", ") +
-                                       std::string(name) + "=" + value;
-                 });
-    for (int scope = function; scope >= 0; --scope)
-      if (!eachVariable(&scopes[scope], DW_TAG_variable, locator, read,
-                        [&frame](const char* name, const std::string& value) {
-                          frame.locals.push_back(std::string(name) + " = " + value);
-                        }))
-        break;
+  Dwarf_Die* unit = unitOf(module, address, bias);
+  Dwarf_Die scope;
+  if (unit == nullptr || !childHolding(unit, address - bias, scope)) return;
+  Locator locator(registers, address - bias);
+  locator.findFrameBase(&scope);
+  eachVariable(&scope, DW_TAG_formal_parameter, locator, read,
+               [&frame](const char* name, const std::string& value) {
+                 frame.parameters +=
+                     (frame.parameters.empty() ? "" : ", ") + std::string(name) + "=" + value;
+               });
+  // The function's locals, then those of each block inside it that holds the code.
+  const auto local = [&frame](const char* name, const std::string& value) {
+    frame.locals.push_back(std::string(name) + " = " + value);
+  };
+  while (eachVariable(&scope, DW_TAG_variable, locator, read, local) &&
+         childHolding(&scope, address - bias, scope)) {
   }
-  std::free(scopes);
 }
 
 }  // namespace orvo::crashwriter

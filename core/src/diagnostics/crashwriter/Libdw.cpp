@@ -16,7 +16,7 @@ const char* const kNames[] = {
     "dwfl_module_addrname", "dwfl_module_getsrc", "dwfl_lineinfo",
     "dwfl_module_nextcu",   "dwfl_module_addrdie", "dwarf_haspc",
     "dwarf_getsrc_die",     "dwarf_linesrc",      "dwarf_lineno",
-    "dwarf_getscopes",      "dwarf_tag",          "dwarf_child",
+     "dwarf_tag",          "dwarf_child",
     "dwarf_siblingof",      "dwarf_diename",      "dwarf_attr_integrate",
     "dwarf_formref_die",    "dwarf_formudata",    "dwarf_getlocation_addr"};
 static_assert(sizeof(Libdw) == sizeof kNames);
@@ -32,6 +32,14 @@ bool openLibdw() {
   for (std::size_t i = 0; i < sizeof kNames / sizeof kNames[0]; ++i)
     if ((slots[i] = dlsym(library, kNames[i])) == nullptr) return false;
   return true;
+}
+
+Dwarf_Die* unitOf(Dwfl_Module* module, Dwarf_Addr address, Dwarf_Addr& bias) {
+  if (Dwarf_Die* unit = dw.addrDie(module, address, &bias)) return unit;
+  Dwarf_Die* unit = dw.nextUnit(module, nullptr, &bias);
+  while (unit != nullptr && dw.hasPc(unit, address - bias) <= 0)
+    unit = dw.nextUnit(module, unit, &bias);
+  return unit;
 }
 
 }  // namespace orvo::crashwriter

@@ -31,7 +31,6 @@ struct Libdw {
   decltype(&dwarf_getsrc_die) unitLine;
   decltype(&dwarf_linesrc) lineSource;
   decltype(&dwarf_lineno) lineNumber;
-  decltype(&dwarf_getscopes) scopes;
   decltype(&dwarf_tag) tag;
   decltype(&dwarf_child) child;
   decltype(&dwarf_siblingof) sibling;
@@ -47,5 +46,10 @@ extern Libdw dw;
 
 // Opens libdw and looks up every entry point; false if any is missing.
 bool openLibdw();
+
+// The compilation unit that holds `address` of `module`, and the module's
+// bias; null if none. libdw's own look-up goes through .debug_aranges, which
+// clang does not write by default; without it each unit is asked in turn.
+Dwarf_Die* unitOf(Dwfl_Module* module, Dwarf_Addr address, Dwarf_Addr& bias);
 
 }  // namespace orvo::crashwriter

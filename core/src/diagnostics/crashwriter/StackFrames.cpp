@@ -69,20 +69,15 @@ std::string readableName(const char* symbol) {
   return name;
 }
 
-// libdw finds the unit of an address through .debug_aranges, which clang
-// does not write by default; without it each unit is asked in turn.
+// The line of `address` from the line table of its unit.
 bool lineOfUnit(Dwfl_Module* module, Dwarf_Addr address, Frame& frame) {
   Dwarf_Addr bias = 0;
-  for (Dwarf_Die* unit = dw.nextUnit(module, nullptr, &bias); unit != nullptr;
-       unit = dw.nextUnit(module, unit, &bias)) {
-    if (dw.hasPc(unit, address - bias) <= 0) continue;
-    Dwarf_Line* line = dw.unitLine(unit, address - bias);
-    const char* file = line == nullptr ? nullptr : dw.lineSource(line, nullptr, nullptr);
-    if (file == nullptr || dw.lineNumber(line, &frame.line) != 0) return false;
-    frame.file = file;
-    return true;
-  }
-  return false;
+  Dwarf_Die* unit = unitOf(module, address, bias);
+  Dwarf_Line* line = unit == nullptr ? nullptr : dw.unitLine(unit, address - bias);
+  const char* file = line == nullptr ? nullptr : dw.lineSource(line, nullptr, nullptr);
+  if (file == nullptr || dw.lineNumber(line, &frame.line) != 0) return false;
+  frame.file = file;
+  return true;
 }
 
 // Names the frame at `pc`, with its variables; a return address is looked
