@@ -84,15 +84,15 @@ void fillRecord(const siginfo_t* info, const ucontext_t* context) {
     std::memcpy(record.floatingPoint, context->uc_mcontext.fpregs, sizeof record.floatingPoint);
 }
 
-// The child shares the memory of the crashed process until execve, so it
-// does nothing but restore the signal mask and exec.
-int startWriter(void*) {
-  sigset_t none;
-  sigemptyset(&none);
-  rawCall(SYS_rt_sigprocmask, SIG_SETMASK, reinterpret_cast<long>(&none), 0, sizeof(long));
-  rawCall(SYS_execve, reinterpret_cast<long>(writerPath), reinterpret_cast<long>(writerArguments),
-          reinterpret_cast<long>(environ));
-  rawCall(SYS_exit, 127);
+// The child shares the memory of the crashed process until execve, its
+// thread-local storage included, so it does nothing but restore the signal
+// mask and exec, and it is left out of sanitizer instrumentation, which
+// would keep its bookkeeping in that shared storage.
+__attribute__((no_sanitize("address", "thread", "undefined"))) int startWriter(void*) {
+  const sigset_t none{};
+  syscall(SYS_rt_sigprocmask, SIG_SETMASK, &none, nullptr, sizeof(long));
+  syscall(SYS_execve, writerPath, writerArguments, environ);
+  syscall(SYS_exit, 127);
   return 127;
 }
 

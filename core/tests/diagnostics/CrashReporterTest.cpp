@@ -36,6 +36,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// The handler starts its writer with a clone that shares this process's
+// memory and thread-local storage until the exec, which ThreadSanitizer's
+// per-thread bookkeeping cannot follow: under it, the tests that run the
+// handler inside the test process are skipped (crashed children still run).
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kThreadSanitizer = true;
+#elif defined(__has_feature)
+constexpr bool kThreadSanitizer = __has_feature(thread_sanitizer);
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+
 const std::string kChildSource = fs::path(__FILE__).parent_path() / "crash/CrashChild.cpp";
 const std::string kChildPattern = std::regex_replace(kChildSource, std::regex(R"([.+])"), R"(\$&)");
 
@@ -235,6 +247,7 @@ TEST(CrashReporter, LldbShowsTheCrashingThreadsFramesByName) {
 // whose default action is to ignore it, has the writer report this very
 // process.
 TEST(CrashReporter, TheHandlerReportsThisProcessWithItsThreads) {
+  if (kThreadSanitizer) GTEST_SKIP() << "the handler's clone is beyond ThreadSanitizer";
   setenv("ORVO_CRASH_WRITER", ORVO_CRASH_WRITER, 1);
   CrashReporter::setContactAddress("help@example.org");
   handled_exception_filter();
@@ -305,6 +318,7 @@ TEST(CrashReporter, EachThreadCanHaveAnAlternateStack) {
 // A writer that is missing, hangs past the bound or runs without floating
 // point registers; paths that cannot be taken keep the writer there was.
 TEST(CrashReporter, TheHandlerTellsWhetherItsWriterWroteTheReport) {
+  if (kThreadSanitizer) GTEST_SKIP() << "the handler's clone is beyond ThreadSanitizer";
   const fs::path hanging = fs::temp_directory_path() / "orvo_hanging_writer.sh";
   std::ofstream(hanging) << "#!/bin/sh\nexec sleep 60\n";
   fs::permissions(hanging, fs::perms::owner_all);
@@ -452,7 +466,7 @@ TEST(CrashedProcess, ModulesAreTheElfObjectsMappedFromTheirStart) {
     EXPECT_FALSE(wrong.ok());
     const crashwriter::CrashedProcess process(child, reinterpret_cast<std::uintptr_t>(&record));
     ASSERT_TRUE(process.ok());
-    EXPECT_EQ(process.threads().size(), 2u);  // the record's and the stopped thread
+    EXPECT_GE(process.threads().size(), 2u);  // the record's and the stopped thread(s)
     std::set<std::string> mapped, modules;
     for (const auto& mapping : process.mappings()) mapped.insert(mapping.path);
     for (const auto& module : process.modules()) modules.insert(module.path);
