@@ -199,7 +199,8 @@ TEST(CrashReporter, EachFaultLeavesAReportAMinidumpAndAMessageAndDiesByItsSignal
             ? R"(crashChildOverflow \(depth=\d+\) at )" + kChildPattern + R"(:\d+\n)"
             : R"(crashChildFault \(how=)" + address + " \"" + how + R"("\) at )" + kChildPattern +
                   locals + R"(\(Place\) )" + address + R"(\n {8}callback = )" + address +
-                  R"(\n {8}nothing = 0x0{16}\n#)";
+                  R"(\n {8}nothing = 0x0{16}\n {8}alias = \(Place \*\) )" + address +
+                  R"(\n {8}armed = 1\n#)";
     EXPECT_TRUE(std::regex_search(
         report, std::regex(R"(\n#\d+  0x[0-9a-f]{16} in \(anonymous namespace\)::)" + frame)))
         << report;

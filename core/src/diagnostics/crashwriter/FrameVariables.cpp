@@ -67,10 +67,10 @@ ValueType typeOf(Dwarf_Die* die) {
   ValueType type;
   Dwarf_Die current = *die;
   Dwarf_Attribute attribute;
-  Dwarf_Word number = 0;
+  Dwarf_Word size = 0, encoding = 0;  // left alone where missing
   for (int step = 0; step < kMostTypeSteps; ++step) {
-    if (dw.attribute(&current, DW_AT_type, &attribute) == nullptr ||
-        dw.referencedDie(&attribute, &current) == nullptr) {
+    // libdw's calls pass a missing attribute on as a failure.
+    if (dw.referencedDie(dw.attribute(&current, DW_AT_type, &attribute), &current) == nullptr) {
       // void: only a pointer to it has a value
       type.kind = type.pointers > 0 ? ValueType::Base : ValueType::Other;
       return type;
@@ -101,10 +101,10 @@ ValueType typeOf(Dwarf_Die* die) {
         return type;
       case DW_TAG_base_type:
         type.kind = ValueType::Base;
-        if (dw.unsignedValue(dw.attribute(&current, DW_AT_byte_size, &attribute), &number) == 0)
-          type.size = number;
-        if (dw.unsignedValue(dw.attribute(&current, DW_AT_encoding, &attribute), &number) == 0)
-          type.encoding = static_cast<int>(number);
+        dw.unsignedValue(dw.attribute(&current, DW_AT_byte_size, &attribute), &size);
+        dw.unsignedValue(dw.attribute(&current, DW_AT_encoding, &attribute), &encoding);
+        type.size = size;
+        type.encoding = static_cast<int>(encoding);
         return type;
       default:
         return type;

@@ -37,7 +37,8 @@ CRASH_CHILD_FAULT int crashChildOverflow(int depth) {
 }
 
 enum class Speed { Slow, Fast = 7 };
-struct Place {
+class Place {
+ public:
   int x;
 };
 
@@ -47,6 +48,8 @@ CRASH_CHILD_FAULT void crashChildFault(const char* how) {
   [[maybe_unused]] Place place{3};
   [[maybe_unused]] void (*callback)(const char*) = &crashChildFault;
   [[maybe_unused]] const void* nothing = nullptr;
+  [[maybe_unused]] const Place& alias = place;
+  [[maybe_unused]] volatile bool armed = true;
   if (std::strcmp(how, "segv") == 0) *nowhere = 1;
   if (std::strcmp(how, "overflow") == 0) crashChildOverflow(0);
   if (std::strcmp(how, "abort") == 0) std::abort();
