@@ -329,22 +329,17 @@ TEST(CrashReporter, TheHandlerTellsWhetherItsWriterWroteTheReport) {
   withoutFloatingPoint.uc_mcontext.fpregs = nullptr;
   siginfo_t info{};
   info.si_signo = SIGILL;
-  struct Case {
-    std::string writer;
-    bool taken;
-    const ucontext_t* context;
-    bool reported;
-  };
-  const Case cases[] = {{"/nonexistent/orvo_crash_writer", true, &context, false},
-                        {hanging.string(), true, &context, false},
-                        {"", false, &context, false},
-                        {std::string(5000, 'w'), false, &context, false},
-                        {ORVO_CRASH_WRITER, true, &withoutFloatingPoint, true}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.writer.substr(0, 40));
+  // The writer, whether it is taken, the context, whether the report is written.
+  const std::tuple<std::string, bool, const ucontext_t*, bool> cases[] = {
+      {"/nonexistent/orvo_crash_writer", true, &context, false},
+      {hanging.string(), true, &context, false},
+      {"", false, &context, false},
+      {std::string(5000, 'w'), false, &context, false},
+      {ORVO_CRASH_WRITER, true, &withoutFloatingPoint, true}};
+  for (const auto& [writer, taken, state, reported] : cases) {
     platform::setCrashWriter(hanging.c_str(), 200);
-    EXPECT_EQ(platform::setCrashWriter(c.writer.c_str(), c.reported ? 9000 : 200), c.taken);
-    EXPECT_EQ(platform::reportCrash(&info, c.context), c.reported);
+    EXPECT_EQ(platform::setCrashWriter(writer.c_str(), reported ? 9000 : 200), taken) << writer;
+    EXPECT_EQ(platform::reportCrash(&info, state), reported) << writer.substr(0, 40);
   }
   platform::setCrashWriter(ORVO_CRASH_WRITER, 9000);
   fs::remove(hanging);
@@ -384,26 +379,18 @@ TEST(CrashReporter, TheWriterRefusesWithoutACrashRecord) {
 TEST(CrashReport, ExceptionNamesFollowTheSignalAndItsCode) {
   const std::uint64_t low = 0x7f0000100000, high = 0x7f0000200000, below = low - (1 << 20);
   const std::tuple<int, int, std::uint64_t, const char*> names[] = {
-      {SIGSEGV, SEGV_MAPERR, 0, "ACCESS_VIOLATION"},
+      {SIGSEGV, SEGV_MAPERR, 0, "ACCESS_VIOLATION"}, {SIGBUS, BUS_ADRERR, 0, "IN_PAGE_ERROR"},
       {SIGSEGV, SEGV_MAPERR, high - 8, "STACK_OVERFLOW"},
       {SIGSEGV, SEGV_MAPERR, below, "STACK_OVERFLOW"},
-      {SIGSEGV, SEGV_MAPERR, below - 1, "ACCESS_VIOLATION"},
       {SIGSEGV, SEGV_ACCERR, high, "ACCESS_VIOLATION"},
-      {SIGBUS, BUS_ADRALN, 0, "DATATYPE_MISALIGNMENT"},
-      {SIGBUS, BUS_ADRERR, 0, "IN_PAGE_ERROR"},
-      {SIGFPE, FPE_INTDIV, 0, "INT_DIVIDE_BY_ZERO"},
-      {SIGFPE, FPE_INTOVF, 0, "INT_OVERFLOW"},
-      {SIGFPE, FPE_FLTDIV, 0, "FLT_DIVIDE_BY_ZERO"},
-      {SIGFPE, FPE_FLTOVF, 0, "FLT_OVERFLOW"},
-      {SIGFPE, FPE_FLTUND, 0, "FLT_UNDERFLOW"},
-      {SIGFPE, FPE_FLTRES, 0, "FLT_INEXACT_RESULT"},
-      {SIGFPE, FPE_FLTINV, 0, "FLT_INVALID_OPERATION"},
-      {SIGFPE, FPE_FLTSUB, 0, "UNKNOWN_ERROR"},
-      {SIGILL, ILL_PRVOPC, 0, "PRIV_INSTRUCTION"},
-      {SIGILL, ILL_ILLOPN, 0, "ILLEGAL_INSTRUCTION"},
-      {SIGTRAP, TRAP_TRACE, 0, "SINGLE_STEP"},
-      {SIGTRAP, TRAP_BRKPT, 0, "BREAKPOINT"},
-      {SIGABRT, SI_TKILL, 0, "UNKNOWN_ERROR"}};
+      {SIGSEGV, SEGV_MAPERR, below - 1, "ACCESS_VIOLATION"},
+      {SIGBUS, BUS_ADRALN, 0, "DATATYPE_MISALIGNMENT"}, {SIGFPE, FPE_INTOVF, 0, "INT_OVERFLOW"},
+      {SIGFPE, FPE_INTDIV, 0, "INT_DIVIDE_BY_ZERO"}, {SIGFPE, FPE_FLTOVF, 0, "FLT_OVERFLOW"},
+      {SIGFPE, FPE_FLTDIV, 0, "FLT_DIVIDE_BY_ZERO"}, {SIGFPE, FPE_FLTUND, 0, "FLT_UNDERFLOW"},
+      {SIGFPE, FPE_FLTRES, 0, "FLT_INEXACT_RESULT"}, {SIGFPE, FPE_FLTSUB, 0, "UNKNOWN_ERROR"},
+      {SIGFPE, FPE_FLTINV, 0, "FLT_INVALID_OPERATION"}, {SIGTRAP, TRAP_TRACE, 0, "SINGLE_STEP"},
+      {SIGILL, ILL_PRVOPC, 0, "PRIV_INSTRUCTION"}, {SIGILL, ILL_ILLOPN, 0, "ILLEGAL_INSTRUCTION"},
+      {SIGTRAP, TRAP_BRKPT, 0, "BREAKPOINT"}, {SIGABRT, SI_TKILL, 0, "UNKNOWN_ERROR"}};
   for (const auto& [signal, code, address, name] : names)
     EXPECT_STREQ(crashwriter::exceptionName(signal, code, address, low, high), name) << name;
 }
