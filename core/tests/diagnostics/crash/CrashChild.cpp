@@ -21,10 +21,11 @@ int* volatile nowhere = nullptr;
 
 // The faults are meant: sanitizers must let them happen. Unoptimized, the
 // parameters stay in memory, where the report can show them.
+#define CRASH_CHILD_UNCHECKED no_sanitize("undefined", "thread")
 #if defined(__clang__)
-#define CRASH_CHILD_FAULT __attribute__((noinline, optnone, no_sanitize("undefined")))
+#define CRASH_CHILD_FAULT __attribute__((noinline, optnone, CRASH_CHILD_UNCHECKED))
 #else
-#define CRASH_CHILD_FAULT __attribute__((noinline, optimize("O0"), no_sanitize("undefined")))
+#define CRASH_CHILD_FAULT __attribute__((noinline, optimize("O0"), CRASH_CHILD_UNCHECKED))
 #endif
 
 // Recurses until the stack runs out; `zero` keeps the compiler from
