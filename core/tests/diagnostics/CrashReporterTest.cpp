@@ -268,6 +268,7 @@ TEST(CrashReporter, TheHandlerReportsThisProcessWithItsThreads) {
   for (const auto& entry : fs::directory_iterator(directory)) before.insert(entry.path());
   ucontext_t context;
   getcontext(&context);
+  context.uc_mcontext.fpregs = nullptr;  // a context may come without them
   siginfo_t info{};
   info.si_signo = SIGFPE;
   info.si_code = FPE_INTDIV;
@@ -316,8 +317,8 @@ TEST(CrashReporter, EachThreadCanHaveAnAlternateStack) {
   EXPECT_EQ(seen, 1);
 }
 
-// A writer that is missing, hangs past the bound or runs without floating
-// point registers; paths that cannot be taken keep the writer there was.
+// A writer that is missing or hangs past the bound writes no report; paths
+// that cannot be taken keep the writer there was.
 TEST(CrashReporter, TheHandlerTellsWhetherItsWriterWroteTheReport) {
   if (kThreadSanitizer) GTEST_SKIP() << "the handler's clone is beyond ThreadSanitizer";
   const fs::path hanging = fs::temp_directory_path() / "orvo_hanging_writer.sh";
@@ -325,27 +326,21 @@ TEST(CrashReporter, TheHandlerTellsWhetherItsWriterWroteTheReport) {
   fs::permissions(hanging, fs::perms::owner_all);
   ucontext_t context;
   getcontext(&context);
-  ucontext_t withoutFloatingPoint = context;
-  withoutFloatingPoint.uc_mcontext.fpregs = nullptr;
   siginfo_t info{};
   info.si_signo = SIGILL;
-  // The writer, whether it is taken, the context, whether the report is written.
-  const std::tuple<std::string, bool, const ucontext_t*, bool> cases[] = {
-      {"/nonexistent/orvo_crash_writer", true, &context, false},
-      {hanging.string(), true, &context, false},
-      {"", false, &context, false},
-      {std::string(5000, 'w'), false, &context, false},
-      {ORVO_CRASH_WRITER, true, &withoutFloatingPoint, true}};
-  for (const auto& [writer, taken, state, reported] : cases) {
+  // The writer and whether it is taken; none of them writes a report (the
+  // test above has the one that does, in this program's directory).
+  const std::pair<std::string, bool> writers[] = {{"/nonexistent/orvo_crash_writer", true},
+                                                  {hanging.string(), true},
+                                                  {"", false},
+                                                  {std::string(5000, 'w'), false}};
+  for (const auto& [writer, taken] : writers) {
     platform::setCrashWriter(hanging.c_str(), 200);
-    EXPECT_EQ(platform::setCrashWriter(writer.c_str(), reported ? 9000 : 200), taken) << writer;
-    EXPECT_EQ(platform::reportCrash(&info, state), reported) << writer.substr(0, 40);
+    EXPECT_EQ(platform::setCrashWriter(writer.c_str(), 200), taken) << writer.substr(0, 40);
+    EXPECT_FALSE(platform::reportCrash(&info, &context)) << writer.substr(0, 40);
   }
   platform::setCrashWriter(ORVO_CRASH_WRITER, 9000);
   fs::remove(hanging);
-  const fs::path tests = fs::read_symlink("/proc/self/exe").parent_path();
-  for (const auto& entry : fs::directory_iterator(tests))
-    if (entry.path().filename().string().starts_with("crash@")) fs::remove(entry.path());
 }
 
 // Found by its variable, else next to the module that holds the library's
