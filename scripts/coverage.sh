@@ -25,7 +25,9 @@ rm -rf "$profiles" && mkdir -p "$profiles"
   || echo "warning: some tests failed; coverage is of the run as it went" >&2
 llvm-profdata-14 merge -sparse "$profiles"/*.profraw -o "$build/coverage.profdata"
 
+# The crash writer runs as a program of its own: its profiles count too.
 llvm-cov-14 report "$build/core/tests/orvo_core_tests" \
+  -object "$build/core/orvo_crash_writer" \
   -instr-profile="$build/coverage.profdata" \
   -show-region-summary=false -show-instantiation-summary=false \
   -show-functions=false \

@@ -8,6 +8,7 @@ packages=(
   cmake ninja-build g++ clang libclang-rt-14-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libdw1 libdw-dev
+  lldb-14 gdb
 )
 if [ "${ORVO_BENCH_PEERS:-0}" = 1 ]; then
   packages+=(libprotobuf-dev protobuf-compiler libssl-dev uuid-dev)

@@ -90,6 +90,8 @@ def median(program, process, name, measure):
         return entry[key] * NS_PER_UNIT[entry["time_unit"]]
     if measure == "bytes_per_second":
         return entry[measure] / 1e9
+    if measure.endswith("_bytes"):  # a size, as it is
+        return entry[measure]
     return entry[measure] * 1e9  # a rate inverted: seconds per item
 
 def shown(value, measure):
@@ -97,6 +99,8 @@ def shown(value, measure):
         return "missing"
     if measure == "bytes_per_second":
         return f"{value:.2f} GB/s"
+    if measure.endswith("_bytes"):
+        return f"{value / 1024:.0f} KiB"
     for unit, scale in (("s", 1e9), ("ms", 1e6), ("us", 1e3), ("ns", 1)):
         if value >= scale or unit == "ns":
             return f"{value / scale:.3g} {unit}"

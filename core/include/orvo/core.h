@@ -8,6 +8,7 @@
 #include <orvo/core/CallStack.h>
 #include <orvo/core/ClassFactory.h>
 #include <orvo/core/ClockGenerator.h>
+#include <orvo/core/CrashReporter.h>
 #include <orvo/core/Callback.h>
 #include <orvo/core/Character.h>
 #include <orvo/core/CodePage.h>

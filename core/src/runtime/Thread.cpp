@@ -4,6 +4,8 @@
 #include <system_error>
 #include <thread>
 
+#include "platform/CrashHandler.h"
+
 namespace orvo {
 
 namespace {
@@ -70,6 +72,7 @@ bool Thread::launch(System* system, const THandle<Semaphore>& startSignal) {
 }
 
 unsigned int Thread::main(Thread* thread) {
+  platform::giveThreadAlternateStack();  // so that a stack overflow here is reported
   THandle<Thread> self;
   {
     SpinGuard guard(threadTable().lock);
