@@ -37,6 +37,7 @@
 #include <orvo/core/Point.h>
 #include <orvo/core/Property.h>
 #include <orvo/core/PropertyAttribute.h>
+#include <orvo/core/PropertyConvert.h>
 #include <orvo/core/PropertyConverter.h>
 #include <orvo/core/PropertyConverterUnit.h>
 #include <orvo/core/PropertyDeclaration.h>
