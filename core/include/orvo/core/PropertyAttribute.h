@@ -22,6 +22,7 @@
 #include <orvo/core/IPropertyAttribute.h>
 #include <orvo/core/IPropertyConverter.h>
 #include <orvo/core/Property.h>
+#include <orvo/core/PropertyConvert.h>
 
 namespace orvo {
 
@@ -63,7 +64,7 @@ class PropertyAttribute : public IPropertyAttribute {
       if (made && !typed) raiseSetFault();
       owner->*member = typed;
     } else {
-      Value value{};
+      Value value = propertyDefaultValue<Value>();
       converter->setValue(&value, text);
       owner->*member = std::move(value);
     }

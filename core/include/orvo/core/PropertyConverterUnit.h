@@ -11,6 +11,7 @@
 #pragma once
 
 #include <orvo/core/IPropertyConverter.h>
+#include <orvo/core/PropertyConvert.h>
 
 namespace orvo {
 
@@ -27,7 +28,7 @@ class PropertyConverterUnit : public IPropertyConverter {
   // empty.
   void setValue(void* value, const String& text) override {
     T& target = *static_cast<T*>(value);
-    target = T();
+    target = propertyDefaultValue<T>();
     convertPropertyToClass(text, target);
   }
 
