@@ -2,7 +2,6 @@
 // the source name src/property/Property whichever part of it found them.
 #include <orvo/core/Property.h>
 
-#include <string>
 
 #include <orvo/core/Exception.h>
 #include <orvo/core/IPropertyAttribute.h>
@@ -10,12 +9,12 @@
 #include <orvo/core/Log.h>
 #include <orvo/core/PropertyFactory.h>
 
+#include "property/PropertyFactoryTables.h"
 #include "property/PropertyTextOf.h"
 #include "property/PropertyTextReader.h"
 
 namespace orvo {
 
-using property::append;
 using property::stringOf;
 using property::viewOf;
 
@@ -31,14 +30,15 @@ void raiseValueFault(ValueFault fault) {
 
 namespace {
 
-// The converter for an item of `type` on an attribute of `attributeType`.
-// A type of its own in the text is a substitution, which only one class
-// converter may make for another.
-IPropertyConverter* converterFor(std::wstring_view type, const String& attributeType) {
-  if (type.empty() || type == viewOf(attributeType)) return PropertyFactory::getPropertyConverter(attributeType);
+// The converter for an item of `type` on `attribute`. A type of its own in
+// the text is a substitution, which only one class converter may make for
+// another. The attribute's converter is the one its type name finds, since
+// the table enters and removes both names of a converter together.
+IPropertyConverter* converterFor(std::wstring_view type, const IPropertyAttribute& attribute) {
+  IPropertyConverter* declared = attribute.getPropertyConverter();
+  if (type.empty() || (declared && type == viewOf(declared->getPropertyType()))) return declared;
   IPropertyConverter* named = PropertyFactory::getPropertyConverter(stringOf(type));
   if (!named || named->isUnitProperty()) return nullptr;
-  const IPropertyConverter* declared = PropertyFactory::getPropertyConverter(attributeType);
   return declared && !declared->isUnitProperty() ? named : nullptr;
 }
 
@@ -55,27 +55,31 @@ const String& Property::getPropertyType() const { return _propertyType; }
 bool Property::registerProperty_() { return true; }
 
 String Property::getProperty() const {
-  std::wstring out;
-  for (const auto& entry : getPropertyAttributes()) {
+  property::GrowingText out;
+  property::appendAttributes(*this, out);
+  return out.finish();
+}
+
+void property::appendAttributes(const Property& object, GrowingText& out) {
+  for (const auto& entry : object.getPropertyAttributes()) {
     IPropertyAttribute& attribute = *entry.second;
-    const String attributeType = attribute.getPropertyType();
-    IPropertyConverter* converter = PropertyFactory::getPropertyConverter(attributeType);
+    IPropertyConverter* converter = attribute.getPropertyConverter();
+    const String attributeType = converter ? converter->getPropertyType() : String();
     String valueType, valueText;
     try {
-      attribute.get(this, converter, valueType, valueText);
-      append(out, attribute.getPropertyName());
+      attribute.get(&object, converter, valueType, valueText);
+      out.append(attribute.getPropertyName());
       if (attributeType.getLength() != 0 && attributeType != valueType) {
-        out += L':';
-        append(out, valueType);
+        out.push(L':');
+        out.append(valueType);
       }
-      out += L'{';
-      append(out, valueText);
-      out += L'}';
+      out.push(L'{');
+      out.append(valueText);
+      out.push(L'}');
     } catch (const Exception& e) {
       Log::error(L"Exception: %s", e.message.c_str());
     }
   }
-  return stringOf(out);
 }
 
 void Property::setProperty(const String& text) {
@@ -92,7 +96,7 @@ void Property::setProperty(const String& text) {
     const auto entry = attributes.find(item.name);
     if (entry == attributes.end()) continue;
     IPropertyAttribute& attribute = *entry->second;
-    IPropertyConverter* converter = converterFor(item.type, attribute.getPropertyType());
+    IPropertyConverter* converter = converterFor(item.type, attribute);
     try {
       attribute.set(this, converter, stringOf(item.value));
     } catch (const Exception& e) {
@@ -122,9 +126,39 @@ IPropertyAttribute::IPropertyAttribute(const String& rttiClassName, const String
 
 const wchar_t* IPropertyAttribute::getClassName() const { return L"IPropertyAttribute"; }
 
+IPropertyAttribute::IPropertyAttribute(const IPropertyAttribute& other)
+    : Unknown(other),
+      rttiClassName(other.rttiClassName),
+      rawName(other.rawName),
+      propertyName(other.propertyName),
+      description(other.description) {}
+
+IPropertyAttribute& IPropertyAttribute::operator=(const IPropertyAttribute& other) {
+  rttiClassName = other.rttiClassName;
+  rawName = other.rawName;
+  propertyName = other.propertyName;
+  description = other.description;
+  return *this;
+}
+
 String IPropertyAttribute::getPropertyType() const {
-  const IPropertyConverter* converter = PropertyFactory::getPropertyConverterByRttiClassName(rttiClassName);
+  const IPropertyConverter* converter = getPropertyConverter();
   return converter ? converter->getPropertyType() : String();
+}
+
+// The generation is read before the search: a table that changes during it
+// leaves an older generation behind, which the next call finds stale.
+IPropertyConverter* IPropertyAttribute::getPropertyConverter() const {
+  const std::uint64_t generation = property::factoryGeneration();
+  {
+    SpinGuard guard(_cacheLock);
+    if (_cachedGeneration == generation) return _cachedConverter;
+  }
+  IPropertyConverter* converter = PropertyFactory::getPropertyConverterByRttiClassName(rttiClassName);
+  SpinGuard guard(_cacheLock);
+  _cachedGeneration = generation;
+  _cachedConverter = converter;
+  return converter;
 }
 
 }  // namespace orvo

@@ -23,6 +23,9 @@ constinit SpinLock factoryLock;
 constinit ConverterMap* byType = nullptr;
 constinit ConverterMap* byRtti = nullptr;
 constinit std::atomic<bool> mapsMade{false};
+constinit std::atomic<std::uint64_t> generation{1};
+
+void tableChanged() { generation.fetch_add(1, std::memory_order_release); }
 
 IPropertyConverter* find(ConverterMap* const& map, const String& key) {
   SpinGuard guard(factoryLock);
@@ -55,6 +58,8 @@ void makeFactoryTables() {
   platform::atExit(&deleteFactoryTables, nullptr);
 }
 
+std::uint64_t factoryGeneration() noexcept { return generation.load(std::memory_order_acquire); }
+
 void deleteFactoryTables(void*) {
   ConverterMap* type = nullptr;
   ConverterMap* rtti = nullptr;
@@ -62,6 +67,7 @@ void deleteFactoryTables(void*) {
     SpinGuard guard(factoryLock);
     type = std::exchange(byType, nullptr);
     rtti = std::exchange(byRtti, nullptr);
+    tableChanged();
   }
   // Converters die outside the lock: a dying converter may be a module's
   // class, whose destructor is free to look up the table.
@@ -86,6 +92,7 @@ bool PropertyFactory::setUpPropertyConverter(IPropertyConverter* converter) {
   if (!typeKnown && !rttiKnown) {
     byType->emplace(propertyType, kept);
     byRtti->emplace(rttiClassName, kept);
+    tableChanged();
   } else if (typeKnown && rttiKnown && typeEntry->second == rttiEntry->second) {
     Console::setTextAttribute(14);
     Console::output(L"\nProperty: (%s) has been setup!", propertyType.getBuffer());
@@ -106,6 +113,7 @@ void PropertyFactory::tearDownPropertyConverter(const String& propertyType) {
   removed = entry->second;
   byType->erase(entry);
   byRtti->erase(removed->getRttiClassName());
+  tableChanged();
 }
 
 IPropertyConverter* PropertyFactory::getPropertyConverter(const String& propertyType) {

@@ -11,7 +11,6 @@
 
 namespace orvo {
 
-using property::append;
 using property::stringOf;
 using property::viewOf;
 
@@ -35,20 +34,30 @@ THandle<Property> PropertyReader::getPropertyClass(const String& text) {
   return carrier->getHeldProperty();
 }
 
+// The frame is written first and taken back if no attribute text follows,
+// so that the text goes into the caller's buffer once.
+bool property::appendFramed(const Property& object, GrowingText& out) {
+  const std::size_t start = out.size();
+  const IPropertyConverter* converter = converterOfClass(object);
+  if (converter) {
+    out.push(L':');
+    out.append(converter->getPropertyType());
+    out.push(L'{');
+  }
+  const std::size_t text = out.size();
+  appendAttributes(object, out);
+  if (out.size() == text) {
+    out.truncate(start);
+    return false;
+  }
+  if (converter) out.push(L'}');
+  return true;
+}
+
 String PropertyWriter::getPropertyString(const Property* object) {
-  if (!object) return String();
-  const String text = object->getProperty();
-  if (text.getLength() == 0) return text;
-  const IPropertyConverter* converter = converterOfClass(*object);
-  if (!converter) return text;
-  std::wstring out;
-  out.reserve(static_cast<std::size_t>(text.getLength() + converter->getPropertyType().getLength()) + 3);
-  out += L':';
-  append(out, converter->getPropertyType());
-  out += L'{';
-  append(out, text);
-  out += L'}';
-  return stringOf(out);
+  property::GrowingText out;
+  if (object) property::appendFramed(*object, out);
+  return out.finish();
 }
 
 void PropertyHandleText::read(const String& text, Sink sink, void* context) {
@@ -65,29 +74,29 @@ void PropertyHandleText::read(const String& text, Sink sink, void* context) {
   }
 }
 
+PropertyHandleText::Writer::Writer() : _text(std::make_unique<property::GrowingText>()) {}
+
+PropertyHandleText::Writer::~Writer() = default;
+
 void PropertyHandleText::Writer::add(const Property* object) {
-  append(_text, PropertyWriter::getPropertyString(object));
+  if (object) property::appendFramed(*object, *_text);
 }
 
 // An entry without element text keeps its key: a null handle as "{nil}", an
 // object of a class with a converter as an empty object of that class.
 void PropertyHandleText::Writer::add(const String& key, const Property* object) {
-  append(_text, key);
-  const String element = PropertyWriter::getPropertyString(object);
-  if (element.getLength() != 0) {
-    append(_text, element);
-    return;
-  }
+  _text->append(key);
+  if (object && property::appendFramed(*object, *_text)) return;
   const IPropertyConverter* converter = object ? converterOfClass(*object) : nullptr;
   if (!converter) {
-    _text += L"{nil}";
+    _text->append(std::wstring_view(L"{nil}"));
     return;
   }
-  _text += L':';
-  append(_text, converter->getPropertyType());
-  _text += L"{}";
+  _text->push(L':');
+  _text->append(converter->getPropertyType());
+  _text->append(std::wstring_view(L"{}"));
 }
 
-String PropertyHandleText::Writer::finish() const { return stringOf(_text); }
+String PropertyHandleText::Writer::finish() { return _text->finish(); }
 
 }  // namespace orvo

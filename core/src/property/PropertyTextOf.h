@@ -1,11 +1,18 @@
-// PropertyTextOf.h: views of Strings for the property reader, and Strings of
-// views and of built texts.
+// PropertyTextOf.h: views of Strings for the property reader, Strings of
+// views and of built texts, and the writers that append an object's text to
+// a growing buffer, so that nested objects are written without a String of
+// their own.
 #pragma once
 
-#include <string>
 #include <string_view>
 
 #include <orvo/core/String.h>
+
+#include "property/GrowingText.h"
+
+namespace orvo {
+class Property;
+}
 
 namespace orvo::property {
 
@@ -17,6 +24,10 @@ inline String stringOf(std::wstring_view part) {
   return part.empty() ? String() : String(part.data(), static_cast<int>(part.size()));
 }
 
-inline void append(std::wstring& out, const String& text) { out.append(viewOf(text)); }
+// Appends what getProperty returns.
+void appendAttributes(const Property& object, GrowingText& out);
+// Appends what PropertyWriter::getPropertyString returns; false if that is
+// empty.
+bool appendFramed(const Property& object, GrowingText& out);
 
 }  // namespace orvo::property

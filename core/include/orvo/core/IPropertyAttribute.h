@@ -6,11 +6,15 @@
 // stores no type name of its own: getPropertyType asks the converter table
 // for the name under which the member's value class is registered.
 //
-// Threads: an attribute is constant and may be used from any thread; set and
+// Threads: an attribute is constant, but for the converter it remembers
+// under its own SpinLock, and may be used from any thread; set and
 // get touch the object they are given, which belongs to the caller.
 #pragma once
 
+#include <cstdint>
+
 #include <orvo/core/Export.h>
+#include <orvo/core/SpinLock.h>
 #include <orvo/core/String.h>
 #include <orvo/core/Unknown.h>
 
@@ -31,6 +35,10 @@ class ORVO_API IPropertyAttribute : public virtual Unknown {
   // The type name of the member's value class, or empty if it has no
   // converter.
   String getPropertyType() const;
+  // The converter of the member's value class as the table holds it at the
+  // moment, or null. Remembered until the table next changes, so that
+  // reading and writing objects does not search the table per attribute.
+  IPropertyConverter* getPropertyConverter() const;
   const String& getRttiClassName() const noexcept { return rttiClassName; }
 
   // Parses `text` with `converter` into the member of `object`; raises
@@ -43,14 +51,18 @@ class ORVO_API IPropertyAttribute : public virtual Unknown {
  protected:
   IPropertyAttribute(const String& rttiClassName, const String& rawName, const String& propertyName,
                      const String& description);
-  IPropertyAttribute(const IPropertyAttribute&) = default;
-  IPropertyAttribute& operator=(const IPropertyAttribute&) = default;
+  IPropertyAttribute(const IPropertyAttribute& other);
+  IPropertyAttribute& operator=(const IPropertyAttribute& other);
 
  private:
   String rttiClassName;
   String rawName;
   String propertyName;
   String description;
+  // The table's generation and the converter found in it.
+  mutable SpinLock _cacheLock;
+  mutable std::uint64_t _cachedGeneration = 0;
+  mutable IPropertyConverter* _cachedConverter = nullptr;
 };
 
 }  // namespace orvo

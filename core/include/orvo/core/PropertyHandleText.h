@@ -17,13 +17,17 @@
 
 #include <list>
 #include <map>
-#include <string>
+#include <memory>
 #include <vector>
 
 #include <orvo/core/Export.h>
 #include <orvo/core/Property.h>
 
 namespace orvo {
+
+namespace property {
+class GrowingText;
+}
 
 class ORVO_API PropertyHandleText {
  public:
@@ -36,12 +40,18 @@ class ORVO_API PropertyHandleText {
   // Collects elements in the order they are added.
   class ORVO_API Writer {
    public:
+    Writer();
+    ~Writer();
+    Writer(const Writer&) = delete;
+    Writer& operator=(const Writer&) = delete;
+
     void add(const Property* object);
     void add(const String& key, const Property* object);
-    String finish() const;
+    // The text; the writer is empty afterwards.
+    String finish();
 
    private:
-    std::wstring _text;
+    std::unique_ptr<property::GrowingText> _text;
   };
 };
 
