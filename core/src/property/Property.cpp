@@ -2,6 +2,8 @@
 // the source name src/property/Property whichever part of it found them.
 #include <orvo/core/Property.h>
 
+#include <string>
+
 
 #include <orvo/core/Exception.h>
 #include <orvo/core/IPropertyAttribute.h>
@@ -17,6 +19,7 @@ namespace orvo {
 
 using property::stringOf;
 using property::viewOf;
+using property::PropertyTextReader;
 
 namespace property {
 
@@ -82,23 +85,37 @@ void property::appendAttributes(const Property& object, GrowingText& out) {
   }
 }
 
-void Property::setProperty(const String& text) {
-  const PropertyAttributes& attributes = getPropertyAttributes();
-  property::PropertyTextReader reader(viewOf(text));
-  for (reader.skip(); !reader.atEnd(); reader.skip()) {
-    property::PropertyTextReader::Item item;
+void Property::setProperty(const String& text) { property::setItems(*this, viewOf(text), nullptr); }
+
+// With a `prefix`, the text reads as if the prefix stood in front of it: the
+// first item's name is the prefix followed by the name characters that begin
+// the text, with no skip between them.
+void property::setItems(Property& object, std::wstring_view text, const wchar_t* prefix) {
+  const PropertyAttributes& attributes = object.getPropertyAttributes();
+  PropertyTextReader reader(text);
+  if (!prefix) reader.skip();
+  for (; !reader.atEnd(); reader.skip()) {
+    PropertyTextReader::Item item;
     try {
-      item = reader.readItem();
+      if (prefix) {
+        if (text.front() != L'#') item.name = reader.readName();
+        item.type = reader.readType();
+        item.value = reader.readValue();
+      } else {
+        item = reader.readItem();
+      }
     } catch (const Exception& e) {
       Log::error(L"Property::setProperty: %s", e.message.c_str());
       return;
     }
-    const auto entry = attributes.find(item.name);
+    const std::wstring prefixed = prefix ? prefix + std::wstring(item.name) : std::wstring();
+    const auto entry = attributes.find(prefix ? std::wstring_view(prefixed) : item.name);
+    prefix = nullptr;
     if (entry == attributes.end()) continue;
     IPropertyAttribute& attribute = *entry->second;
     IPropertyConverter* converter = converterFor(item.type, attribute);
     try {
-      attribute.set(this, converter, stringOf(item.value));
+      attribute.set(&object, converter, stringOf(item.value));
     } catch (const Exception& e) {
       Log::error(L"IPropertyAttribute::set: %s", e.message.c_str());
     }

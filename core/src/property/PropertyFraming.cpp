@@ -23,14 +23,16 @@ const IPropertyConverter* converterOfClass(const Property& object) {
 }  // namespace
 
 THandle<Property> PropertyReader::getPropertyClass(const String& text) {
-  String framed(text);
-  framed.trim();
-  if (framed.getLength() == 0) return THandle<Property>();
+  std::wstring_view framed = viewOf(text);
+  const auto blank = [](wchar_t c) { return c == L' ' || (c >= L'\t' && c <= L'\r'); };
+  while (!framed.empty() && blank(framed.front())) framed.remove_prefix(1);
+  while (!framed.empty() && blank(framed.back())) framed.remove_suffix(1);
+  if (framed.empty()) return THandle<Property>();
   // The text becomes the item "property:Type{...}" of a carrier whose one
   // attribute, "property", holds any Property: the class converter that Type
   // names makes the object.
   const THandle<DummyProperty> carrier = DummyProperty::createInstance();
-  carrier->setProperty(L"property" + framed);
+  property::setItems(*carrier, framed, L"property");
   return carrier->getHeldProperty();
 }
 

@@ -24,6 +24,9 @@ inline String stringOf(std::wstring_view part) {
   return part.empty() ? String() : String(part.data(), static_cast<int>(part.size()));
 }
 
+// setProperty on `object`; with a `prefix`, as if it stood before `text`.
+void setItems(Property& object, std::wstring_view text, const wchar_t* prefix);
+
 // Appends what getProperty returns.
 void appendAttributes(const Property& object, GrowingText& out);
 // Appends what PropertyWriter::getPropertyString returns; false if that is

@@ -145,6 +145,8 @@ TEST(PropertyModel, ReadsAndWritesFramedTexts) {
       {L":Node{temperature{1}}", L":Node{child{nil}temperature{1}}", nullptr},
       {L":Leaf{extra{2}} :Node{temperature{1}}", L":Leaf{child{nil}extra{2}temperature{0}}", nullptr},
       {L"Node{temperature{1}}", L"null", nullptr},
+      {L"#c\n:Node{temperature{1}}", L":Node{child{nil}temperature{1}}", nullptr},
+      {L"#c\nabc:Node{}", L"null", kBadItem},
       {L":Node{temperature{1}", L"null", kBadItem},
       {L":Celsius{1}", L"null", kSetFault},
   };
