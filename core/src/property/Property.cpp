@@ -2,6 +2,7 @@
 // the source name src/property/Property whichever part of it found them.
 #include <orvo/core/Property.h>
 
+#include <cstdint>
 #include <string>
 
 
@@ -11,6 +12,7 @@
 #include <orvo/core/Log.h>
 #include <orvo/core/PropertyFactory.h>
 
+#include "platform/ThreadSlot.h"
 #include "property/PropertyFactoryTables.h"
 #include "property/PropertyTextOf.h"
 #include "property/PropertyTextReader.h"
@@ -44,6 +46,22 @@ IPropertyConverter* converterFor(std::wstring_view type, const IPropertyAttribut
   if (!named || named->isUnitProperty()) return nullptr;
   return declared && !declared->isUnitProperty() ? named : nullptr;
 }
+
+// The depth of setProperty calls on this thread: each object nested in a
+// text is read by a call of its own, one level deeper on the stack.
+void noHook(void*) {}
+constinit platform::ThreadSlot readingDepth(&noHook);
+
+class DepthGuard {
+ public:
+  DepthGuard() : _depth(reinterpret_cast<std::uintptr_t>(readingDepth.get())) { readingDepth.set(at(_depth + 1)); }
+  ~DepthGuard() { readingDepth.set(at(_depth)); }
+  bool tooDeep() const { return _depth >= property::kMaxPropertyDepth; }
+
+ private:
+  static void* at(std::uintptr_t depth) { return reinterpret_cast<void*>(depth); }
+  std::uintptr_t _depth;
+};
 
 }  // namespace
 
@@ -91,6 +109,11 @@ void Property::setProperty(const String& text) { property::setItems(*this, viewO
 // first item's name is the prefix followed by the name characters that begin
 // the text, with no skip between them.
 void property::setItems(Property& object, std::wstring_view text, const wchar_t* prefix) {
+  const DepthGuard depth;
+  if (depth.tooDeep()) {
+    Log::error(L"Property::setProperty: %s", L"objects nested too deep");
+    return;
+  }
   const PropertyAttributes& attributes = object.getPropertyAttributes();
   PropertyTextReader reader(text);
   if (!prefix) reader.skip();

@@ -24,6 +24,10 @@ inline String stringOf(std::wstring_view part) {
   return part.empty() ? String() : String(part.data(), static_cast<int>(part.size()));
 }
 
+// How deep objects may nest in a text that setProperty reads: each level
+// takes a few hundred bytes of stack, and the library may run on a 64 KiB one.
+constexpr unsigned kMaxPropertyDepth = 48;
+
 // setProperty on `object`; with a `prefix`, as if it stood before `text`.
 void setItems(Property& object, std::wstring_view text, const wchar_t* prefix);
 

@@ -72,6 +72,20 @@ TEST(PropertyModel, ReadsAndWritesAttributes) {
   EXPECT_EQ(str(bare->getProperty()), L"");
 }
 
+// A text nested deeper than the stack allows stops at the limit.
+TEST(PropertyModel, StopsReadingAtTheNestingLimit) {
+  std::wstring text;
+  for (int level = 0; level < 60; ++level) text += L"child{";
+  text += L"temperature{1}" + std::wstring(60, L'}');
+  LogCollector log;
+  THandle<Node> node = Node::createInstance();
+  node->setProperty(text.c_str());
+  int depth = 0;
+  for (const Node* at = node.get(); at->_child; at = at->_child.get()) ++depth;
+  EXPECT_EQ(depth, 48);
+  EXPECT_EQ(log.errors, Texts{L"Property::setProperty: objects nested too deep"});
+}
+
 // What cannot be written is logged and left out; what has no converter of
 // its own is written with an empty type.
 TEST(PropertyModel, WritesWhatItCan) {

@@ -17,6 +17,9 @@
 // it applied; a value that its converter rejects is logged
 // ("IPropertyAttribute::set: %s") and leaves its attribute unchanged; an
 // attribute that cannot be written is logged ("Exception: %s") and left out.
+// Objects nested more than 48 deep in a text are not read: the object at that
+// depth stays as it was, with "Property::setProperty: objects nested too
+// deep" in the log, so that no text can exhaust the stack.
 //
 // Threads: an object is read or written by one thread at a time. Attribute
 // tables are filled at static initialisation and read without a lock after a
