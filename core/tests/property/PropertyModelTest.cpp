@@ -277,9 +277,13 @@ TEST(PropertyFactory, RefusesSecondRegistrations) {
 }
 
 TEST(PropertyFactory, TearsDownByName) {
+  const IPropertyAttribute& broken = *Stranger::createInstance()->getPropertyAttributes().at(L"broken");
+  EXPECT_EQ(str(broken.getPropertyType()), L"");
   PropertyFactory::setUpPropertyConverter(PropertyConverterUnit<Unregistered>::createInstance(L"Passing").get());
   ASSERT_NE(PropertyFactory::getPropertyConverter(L"Passing"), nullptr);
+  EXPECT_EQ(str(broken.getPropertyType()), L"Passing") << "attributes see the table as it is now";
   PropertyFactory::tearDownPropertyConverter(L"Passing");
+  EXPECT_EQ(str(broken.getPropertyType()), L"");
   PropertyFactory::tearDownPropertyConverter(L"Passing");
   EXPECT_EQ(PropertyFactory::getPropertyConverter(L"Passing"), nullptr);
   EXPECT_EQ(PropertyFactory::getPropertyConverterByRttiClassName(IPropertyConverter::rttiClassNameOf<Unregistered>()), nullptr);
