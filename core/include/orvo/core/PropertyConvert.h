@@ -4,15 +4,14 @@
 //
 // Each type has one pair, found by overload resolution:
 //
-//   void convertPropertyToClass(String const &text, T &value);   // text ->
-//   value void convertPropertyToString(T const &value, String &text);  // value
-//   -> text
+//   void convertPropertyToClass(String const &text, T &value);   // text -> value
+//   void convertPropertyToString(T const &value, String &text);  // value -> text
 //
 //   Point size;
-//   convertPropertyToClass(L"640, 480", size);      // 640, 480
+//   convertPropertyToClass(L"640, 480", size);   // 640, 480
 //   std::vector<int> list{1, 2, 3};
 //   String text;
-//   convertPropertyToString(list, text);              // "{1}{2}{3}"
+//   convertPropertyToString(list, text);         // "{1}{2}{3}"
 //
 // Text forms, by type:
 //   int, int16_t, uint16_t, int8_t, uint8_t   "%d" of the value. Read as the C
@@ -54,6 +53,15 @@
 // thread at a time.
 #pragma once
 
+#include <cstdint>
+#include <list>
+#include <map>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
 #include <orvo/core/Buffer.h>
 #include <orvo/core/Export.h>
 #include <orvo/core/Point.h>
@@ -67,73 +75,62 @@
 #include <orvo/core/Vector3.h>
 #include <orvo/core/Vector4.h>
 
-#include <cstdint>
-#include <list>
-#include <map>
-#include <string>
-#include <string_view>
-#include <type_traits>
-#include <utility>
-#include <vector>
-
 namespace orvo {
 
-// ---- numbers and text
-// ---------------------------------------------------------
+// ---- numbers and text -------------------------------------------------------
 
-ORVO_API void convertPropertyToClass(const String &text, int &value);
-ORVO_API void convertPropertyToString(const int &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, std::uint32_t &value);
-ORVO_API void convertPropertyToString(const std::uint32_t &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, std::int16_t &value);
-ORVO_API void convertPropertyToString(const std::int16_t &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, std::uint16_t &value);
-ORVO_API void convertPropertyToString(const std::uint16_t &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, std::int8_t &value);
-ORVO_API void convertPropertyToString(const std::int8_t &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, std::uint8_t &value);
-ORVO_API void convertPropertyToString(const std::uint8_t &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, float &value);
-ORVO_API void convertPropertyToString(const float &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, double &value);
-ORVO_API void convertPropertyToString(const double &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, bool &value);
-ORVO_API void convertPropertyToString(const bool &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, String &value);
-ORVO_API void convertPropertyToString(const String &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, Varint &value);
-ORVO_API void convertPropertyToString(const Varint &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, TimeSpan &value);
-ORVO_API void convertPropertyToString(const TimeSpan &value, String &text);
+ORVO_API void convertPropertyToClass(const String& text, int& value);
+ORVO_API void convertPropertyToString(const int& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, std::uint32_t& value);
+ORVO_API void convertPropertyToString(const std::uint32_t& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, std::int16_t& value);
+ORVO_API void convertPropertyToString(const std::int16_t& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, std::uint16_t& value);
+ORVO_API void convertPropertyToString(const std::uint16_t& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, std::int8_t& value);
+ORVO_API void convertPropertyToString(const std::int8_t& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, std::uint8_t& value);
+ORVO_API void convertPropertyToString(const std::uint8_t& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, float& value);
+ORVO_API void convertPropertyToString(const float& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, double& value);
+ORVO_API void convertPropertyToString(const double& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, bool& value);
+ORVO_API void convertPropertyToString(const bool& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, String& value);
+ORVO_API void convertPropertyToString(const String& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, Varint& value);
+ORVO_API void convertPropertyToString(const Varint& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, TimeSpan& value);
+ORVO_API void convertPropertyToString(const TimeSpan& value, String& text);
 
-// ---- values of the library
-// ------------------------------------------------------
+// ---- values of the library --------------------------------------------------
 
-ORVO_API void convertPropertyToClass(const String &text, Buffer &value);
-ORVO_API void convertPropertyToString(const Buffer &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, Time &value);
-ORVO_API void convertPropertyToString(const Time &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, Uuid &value);
-ORVO_API void convertPropertyToString(const Uuid &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, uuid_node_t &value);
-ORVO_API void convertPropertyToString(const uuid_node_t &value, String &text);
+ORVO_API void convertPropertyToClass(const String& text, Buffer& value);
+ORVO_API void convertPropertyToString(const Buffer& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, Time& value);
+ORVO_API void convertPropertyToString(const Time& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, Uuid& value);
+ORVO_API void convertPropertyToString(const Uuid& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, uuid_node_t& value);
+ORVO_API void convertPropertyToString(const uuid_node_t& value, String& text);
 
-ORVO_API void convertPropertyToClass(const String &text, Point &value);
-ORVO_API void convertPropertyToString(const Point &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, Pointf &value);
-ORVO_API void convertPropertyToString(const Pointf &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, Rect &value);
-ORVO_API void convertPropertyToString(const Rect &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, Rectf &value);
-ORVO_API void convertPropertyToString(const Rectf &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, Vector2 &value);
-ORVO_API void convertPropertyToString(const Vector2 &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, Vector3 &value);
-ORVO_API void convertPropertyToString(const Vector3 &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, Vector4 &value);
-ORVO_API void convertPropertyToString(const Vector4 &value, String &text);
-ORVO_API void convertPropertyToClass(const String &text, Quaternion &value);
-ORVO_API void convertPropertyToString(const Quaternion &value, String &text);
+ORVO_API void convertPropertyToClass(const String& text, Point& value);
+ORVO_API void convertPropertyToString(const Point& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, Pointf& value);
+ORVO_API void convertPropertyToString(const Pointf& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, Rect& value);
+ORVO_API void convertPropertyToString(const Rect& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, Rectf& value);
+ORVO_API void convertPropertyToString(const Rectf& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, Vector2& value);
+ORVO_API void convertPropertyToString(const Vector2& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, Vector3& value);
+ORVO_API void convertPropertyToString(const Vector3& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, Vector4& value);
+ORVO_API void convertPropertyToString(const Vector4& value, String& text);
+ORVO_API void convertPropertyToClass(const String& text, Quaternion& value);
+ORVO_API void convertPropertyToString(const Quaternion& value, String& text);
 
 // The value a reader starts from: a value-initialised T (zeros, an empty
 // text or container, a Time that is not set), and for a Quaternion, which has
@@ -157,22 +154,22 @@ struct PropertyItem {
   std::wstring_view value;
 };
 
-using PropertyItemVisit = void (*)(void *context, const PropertyItem &item);
+using PropertyItemVisit = void (*)(void* context, const PropertyItem& item);
 
 // Calls `visit` for each item of `text` in order, skipping white space and
 // comments between them, in time linear in the text's length. A malformed
 // item raises as readPropertyValue does, after the items before it were
 // visited; an exception from `visit` ends the walk and passes on.
-ORVO_API void forEachPropertyItem(const String &text, PropertyItemVisit visit, void *context);
+ORVO_API void forEachPropertyItem(const String& text, PropertyItemVisit visit, void* context);
 
 // The same with any callable taking a PropertyItem.
 template <class Visitor>
-requires std::is_invocable_v<Visitor &, const PropertyItem &>
-void forEachPropertyItem(const String &text, Visitor &&visitor) {
+  requires std::is_invocable_v<Visitor&, const PropertyItem&>
+void forEachPropertyItem(const String& text, Visitor&& visitor) {
   using Target = std::remove_reference_t<Visitor>;
   forEachPropertyItem(
-      text, [](void *context, const PropertyItem &item) { (*static_cast<Target *>(context))(item); },
-      const_cast<void *>(static_cast<const void *>(&visitor)));
+      text, [](void* context, const PropertyItem& item) { (*static_cast<Target*>(context))(item); },
+      const_cast<void*>(static_cast<const void*>(&visitor)));
 }
 
 namespace detail {
@@ -191,8 +188,8 @@ T readPropertyElement(std::wstring_view value) {
 class PropertyTextBuilder {
  public:
   void append(std::wstring_view part) { _text.append(part); }
-  void append(const String &part) { _text.append(part.getBuffer(), static_cast<std::size_t>(part.getLength())); }
-  void appendFramed(const String &element) {
+  void append(const String& part) { _text.append(part.getBuffer(), static_cast<std::size_t>(part.getLength())); }
+  void appendFramed(const String& element) {
     _text += L'{';
     append(element);
     _text += L'}';
@@ -204,18 +201,18 @@ class PropertyTextBuilder {
 };
 
 template <class Sequence>
-void readPropertySequence(const String &text, Sequence &value) {
+void readPropertySequence(const String& text, Sequence& value) {
   value.clear();
-  forEachPropertyItem(text, [&value](const PropertyItem &item) {
+  forEachPropertyItem(text, [&value](const PropertyItem& item) {
     value.push_back(readPropertyElement<typename Sequence::value_type>(item.value));
   });
 }
 
 template <class Sequence>
-void writePropertySequence(const Sequence &value, String &text) {
+void writePropertySequence(const Sequence& value, String& text) {
   PropertyTextBuilder builder;
   String element;
-  for (const auto &each : value) {
+  for (const auto& each : value) {
     convertPropertyToString(each, element);
     builder.appendFramed(element);
   }
@@ -224,39 +221,38 @@ void writePropertySequence(const Sequence &value, String &text) {
 
 }  // namespace detail
 
-// ---- containers
-// -------------------------------------------------------------------
+// ---- containers -------------------------------------------------------------
 
 // All six are declared before any is defined, so that containers of
 // containers find each other.
 template <class T>
-void convertPropertyToClass(const String &text, std::vector<T> &value);
+void convertPropertyToClass(const String& text, std::vector<T>& value);
 template <class T>
-void convertPropertyToString(const std::vector<T> &value, String &text);
+void convertPropertyToString(const std::vector<T>& value, String& text);
 template <class T>
-void convertPropertyToClass(const String &text, std::list<T> &value);
+void convertPropertyToClass(const String& text, std::list<T>& value);
 template <class T>
-void convertPropertyToString(const std::list<T> &value, String &text);
+void convertPropertyToString(const std::list<T>& value, String& text);
 template <class T>
-void convertPropertyToClass(const String &text, std::map<String, T> &value);
+void convertPropertyToClass(const String& text, std::map<String, T>& value);
 template <class T>
-void convertPropertyToString(const std::map<String, T> &value, String &text);
+void convertPropertyToString(const std::map<String, T>& value, String& text);
 
 template <class T>
-void convertPropertyToClass(const String &text, std::vector<T> &value) {
+void convertPropertyToClass(const String& text, std::vector<T>& value) {
   detail::readPropertySequence(text, value);
 }
 template <class T>
-void convertPropertyToString(const std::vector<T> &value, String &text) {
+void convertPropertyToString(const std::vector<T>& value, String& text) {
   detail::writePropertySequence(value, text);
 }
 
 template <class T>
-void convertPropertyToClass(const String &text, std::list<T> &value) {
+void convertPropertyToClass(const String& text, std::list<T>& value) {
   detail::readPropertySequence(text, value);
 }
 template <class T>
-void convertPropertyToString(const std::list<T> &value, String &text) {
+void convertPropertyToString(const std::list<T>& value, String& text) {
   detail::writePropertySequence(value, text);
 }
 
@@ -264,17 +260,17 @@ void convertPropertyToString(const std::list<T> &value, String &text) {
 // are written as they stand: one outside the name characters of the property
 // text does not read back.
 template <class T>
-void convertPropertyToClass(const String &text, std::map<String, T> &value) {
+void convertPropertyToClass(const String& text, std::map<String, T>& value) {
   value.clear();
-  forEachPropertyItem(text, [&value](const PropertyItem &item) {
+  forEachPropertyItem(text, [&value](const PropertyItem& item) {
     value.insert_or_assign(detail::propertyString(item.name), detail::readPropertyElement<T>(item.value));
   });
 }
 template <class T>
-void convertPropertyToString(const std::map<String, T> &value, String &text) {
+void convertPropertyToString(const std::map<String, T>& value, String& text) {
   detail::PropertyTextBuilder builder;
   String element;
-  for (const auto &[key, each] : value) {
+  for (const auto& [key, each] : value) {
     convertPropertyToString(each, element);
     builder.append(key);
     builder.append(std::wstring_view(L":"));
