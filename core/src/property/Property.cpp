@@ -54,13 +54,19 @@ constinit platform::ThreadSlot readingDepth(&noHook);
 
 class DepthGuard {
  public:
-  DepthGuard() : _depth(reinterpret_cast<std::uintptr_t>(readingDepth.get())) { readingDepth.set(at(_depth + 1)); }
-  ~DepthGuard() { readingDepth.set(at(_depth)); }
-  bool tooDeep() const { return _depth >= property::kMaxPropertyDepth; }
+  explicit DepthGuard(std::uintptr_t step) : _depth(reinterpret_cast<std::uintptr_t>(readingDepth.get())) {
+    if (step != 0) readingDepth.set(at(_depth + step));
+    _counted = step != 0;
+  }
+  ~DepthGuard() {
+    if (_counted) readingDepth.set(at(_depth));
+  }
+  bool tooDeep() const { return _counted && _depth >= property::kMaxPropertyDepth; }
 
  private:
   static void* at(std::uintptr_t depth) { return reinterpret_cast<void*>(depth); }
   std::uintptr_t _depth;
+  bool _counted;
 };
 
 }  // namespace
@@ -109,7 +115,9 @@ void Property::setProperty(const String& text) { property::setItems(*this, viewO
 // first item's name is the prefix followed by the name characters that begin
 // the text, with no skip between them.
 void property::setItems(Property& object, std::wstring_view text, const wchar_t* prefix) {
-  const DepthGuard depth;
+  // The carrier of PropertyReader adds no level of its own, so that a text
+  // reads to the same depth framed or not.
+  const DepthGuard depth(prefix ? 0 : 1);
   if (depth.tooDeep()) {
     Log::error(L"Property::setProperty: %s", L"objects nested too deep");
     return;

@@ -26,7 +26,7 @@ inline String stringOf(std::wstring_view part) {
 
 // How deep objects may nest in a text that setProperty reads: each level
 // takes a few hundred bytes of stack, and the library may run on a 64 KiB one.
-constexpr unsigned kMaxPropertyDepth = 48;
+constexpr unsigned kMaxPropertyDepth = 32;
 
 // setProperty on `object`; with a `prefix`, as if it stood before `text`.
 void setItems(Property& object, std::wstring_view text, const wchar_t* prefix);

@@ -82,7 +82,7 @@ TEST(PropertyModel, StopsReadingAtTheNestingLimit) {
   node->setProperty(text.c_str());
   int depth = 0;
   for (const Node* at = node.get(); at->_child; at = at->_child.get()) ++depth;
-  EXPECT_EQ(depth, 48);
+  EXPECT_EQ(depth, 32);
   EXPECT_EQ(log.errors, Texts{L"Property::setProperty: objects nested too deep"});
 }
 

@@ -17,7 +17,7 @@
 // it applied; a value that its converter rejects is logged
 // ("IPropertyAttribute::set: %s") and leaves its attribute unchanged; an
 // attribute that cannot be written is logged ("Exception: %s") and left out.
-// Objects nested more than 48 deep in a text are not read: the object at that
+// Objects nested more than 32 deep in a text are not read: the object at that
 // depth stays as it was, with "Property::setProperty: objects nested too
 // deep" in the log, so that no text can exhaust the stack.
 //
