@@ -14,6 +14,7 @@
 #include "diagnostics/DiagnosticsSupport.h"
 #include "diagnostics/LogCollector.h"
 #include "property/PropertyClasses.h"
+#include "property/GrowingText.h"
 #include "property/PropertyFactoryTables.h"
 
 namespace orvo::testing {
@@ -133,6 +134,31 @@ TEST(PropertyModel, TablesDescribeTheirClasses) {
   EXPECT_EQ(str(Stranger::createInstance()->getPropertyAttributes().at(L"broken")->getPropertyType()), L"");
   EXPECT_EQ(str(Leaf::createInstance()->getPropertyType()), L"Leaf");
   EXPECT_EQ(str(DummyProperty::createInstance()->getPropertyAttributes().at(L"property")->getPropertyType()), L"Property");
+  EXPECT_EQ(str(Property::createInstance()->getPropertyType()), L"Property");
+  EXPECT_EQ(hiding.getRttiClassName(), IPropertyConverter::rttiClassNameOf<Celsius>());
+  EXPECT_STREQ(hiding.getClassName(), L"PropertyAttribute");
+  EXPECT_STREQ(hiding.IPropertyAttribute::getClassName(), L"IPropertyAttribute");
+  EXPECT_STREQ(PropertyFactory::getPropertyConverter(L"Celsius")->IPropertyConverter::getClassName(), L"IPropertyConverter");
+}
+
+// An attribute copies its names, and its copy reaches the same member.
+TEST(PropertyModel, AttributesCopyTheirFields) {
+  using Attribute = PropertyAttribute<Leaf, Celsius>;
+  struct Copy : Attribute {
+    explicit Copy(const Attribute& other) : Attribute(other) {}
+    using Attribute::operator=;
+  };
+  const PropertyAttributes& table = Leaf::createInstance()->getPropertyAttributes();
+  auto* temperature = dynamic_cast<Attribute*>(table.at(L"temperature").get());
+  auto* extra = dynamic_cast<Attribute*>(table.at(L"extra").get());
+  ASSERT_TRUE(temperature && extra);
+  Copy copy(*temperature);
+  EXPECT_EQ(str(copy.getPropertyName() + L"/" + copy.getDescription()), L"temperature/Hides the base's");
+  copy = *extra;
+  EXPECT_EQ(str(copy.getPropertyName() + L"/" + copy.getPropertyRawName()), L"extra/" + str(extra->getPropertyRawName()));
+  THandle<Leaf> leaf = Leaf::createInstance();
+  copy.set(leaf.get(), PropertyFactory::getPropertyConverter(L"Celsius"), L"7");
+  EXPECT_EQ(leaf->_extra.tenths, 7);
 }
 
 // Threads that meet a class first at the same time merge its base once.
@@ -228,6 +254,23 @@ TEST(PropertyModel, ClassConverterMakesAndWritesObjects) {
   EXPECT_EQ(str(type + L"/" + text), L"Node/nil");
 }
 
+// The buffer texts are written into, and its refusal of a text beyond a
+// String's size, which it checks before touching the part.
+TEST(PropertyModel, GrowingTextBecomesTheString) {
+  property::GrowingText text;
+  const std::wstring part(100, L'x');
+  for (int i = 0; i < 30; ++i) text.append(part);
+  text.truncate(2999);
+  text.push(L'!');
+  const String made = text.finish();
+  EXPECT_EQ(str(made), std::wstring(2999, L'x') + L"!");
+  EXPECT_EQ(made.getLength(), 3000);
+  EXPECT_EQ(str(text.finish()), L"") << "empty after finish";
+  text.append(L"a");
+  text.append(std::wstring_view(part.data(), std::size_t{1} << 40));
+  EXPECT_EQ(str(text.finish()), L"");
+}
+
 TEST(PropertyFactory, FindsConvertersByBothNames) {
   struct Row {
     const wchar_t* type;
@@ -298,7 +341,7 @@ TEST(PropertyFactory, FindsNothingOnceTheTableIsGone) {
         PropertyFactory::setUpPropertyConverter(PropertyConverterUnit<Unregistered>::createInstance(L"Late").get());
         const bool empty = !PropertyFactory::getPropertyConverter(L"Node") && !PropertyFactory::getPropertyConverter(L"Late") &&
                            !PropertyFactory::getPropertyConverterByRttiClassName(IPropertyConverter::rttiClassNameOf<Node>());
-        std::_Exit(empty ? 0 : 1);
+        std::exit(empty ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
 }
