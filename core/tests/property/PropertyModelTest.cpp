@@ -266,7 +266,7 @@ TEST(PropertyModel, GrowingTextBecomesTheString) {
   EXPECT_EQ(str(made), std::wstring(2999, L'x') + L"!");
   EXPECT_EQ(made.getLength(), 3000);
   EXPECT_EQ(str(text.finish()), L"") << "empty after finish";
-  text.append(L"a");
+  text.push(L'a');
   text.append(std::wstring_view(part.data(), std::size_t{1} << 40));
   EXPECT_EQ(str(text.finish()), L"");
 }
