@@ -31,15 +31,26 @@ std::wstring framed(const THandle<Property>& object) {
   return object ? str(PropertyWriter::getPropertyString(object.get())) : L"null";
 }
 
-struct SetCase {
+// A text read by `read`, what the reading gives, and the one error it logs.
+struct ReadCase {
   const wchar_t* text;
-  const wchar_t* written;  // getProperty afterwards
-  const wchar_t* error;    // the one logged error, or null
+  const wchar_t* result;
+  const wchar_t* error;
 };
+
+template <class Read>
+void expectReads(std::initializer_list<ReadCase> cases, Read read) {
+  for (const ReadCase& c : cases) {
+    SCOPED_TRACE(c.text);
+    LogCollector log;
+    EXPECT_EQ(read(c.text), c.result);
+    EXPECT_EQ(log.errors, c.error ? Texts{c.error} : Texts{});
+  }
+}
 
 // A fresh Node and Leaf read each text and write themselves back.
 TEST(PropertyModel, ReadsAndWritesAttributes) {
-  const SetCase nodeCases[] = {
+  expectReads({
       {L"", L"child{nil}temperature{0}", nullptr},
       {L" # only a comment\n\t", L"child{nil}temperature{0}", nullptr},
       {L"temperature{5} temperature:{7}", L"child{nil}temperature{7}", nullptr},
@@ -53,15 +64,11 @@ TEST(PropertyModel, ReadsAndWritesAttributes) {
       {L"temperature:Node{1}", L"child{nil}temperature{0}", kSetFault},
       {L"temperature:Nope{1}", L"child{nil}temperature{0}", kSetFault},
       {L"child:Orphan{temperature{1}}", L"child{nil}temperature{0}", kSetFault},
-  };
-  for (const SetCase& c : nodeCases) {
-    SCOPED_TRACE(c.text);
-    LogCollector log;
+  }, [](const wchar_t* text) {
     THandle<Node> node = Node::createInstance();
-    node->setProperty(c.text);
-    EXPECT_EQ(str(node->getProperty()), c.written);
-    EXPECT_EQ(log.errors, c.error ? Texts{c.error} : Texts{});
-  }
+    node->setProperty(text);
+    return str(node->getProperty());
+  });
 
   THandle<Leaf> leaf = Leaf::createInstance();
   leaf->setProperty(L"temperature{3}extra{4}");
@@ -171,14 +178,8 @@ TEST(PropertyModel, MergesBaseAttributesOnceAcrossThreads) {
   EXPECT_EQ(sizes[1], 4u);
 }
 
-struct FrameCase {
-  const wchar_t* text;
-  const wchar_t* object;  // framed text of the result, or "null"
-  const wchar_t* error;
-};
-
 TEST(PropertyModel, ReadsAndWritesFramedTexts) {
-  const FrameCase cases[] = {
+  expectReads({
       {L"", L"null", nullptr},
       {L" \t\n", L"null", nullptr},
       {L" :Node{ nil } ", L"null", nullptr},
@@ -189,13 +190,7 @@ TEST(PropertyModel, ReadsAndWritesFramedTexts) {
       {L"#c\nabc:Node{}", L"null", kBadItem},
       {L":Node{temperature{1}", L"null", kBadItem},
       {L":Celsius{1}", L"null", kSetFault},
-  };
-  for (const FrameCase& c : cases) {
-    SCOPED_TRACE(c.text);
-    LogCollector log;
-    EXPECT_EQ(framed(PropertyReader::getPropertyClass(c.text)), c.object);
-    EXPECT_EQ(log.errors, c.error ? Texts{c.error} : Texts{});
-  }
+  }, [](const wchar_t* text) { return framed(PropertyReader::getPropertyClass(text)); });
   const THandle<Property> bare = PropertyReader::getPropertyClass(L":{}");
   ASSERT_TRUE(bare);
   EXPECT_STREQ(bare->getClassName(), L"Property");
