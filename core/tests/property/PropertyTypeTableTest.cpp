@@ -42,22 +42,19 @@ TEST(PropertyTypeTable, RegistersEveryNameInOrder) {
 }
 
 template <class T>
-std::wstring typeOf() {
-  const IPropertyConverter* converter =
-      PropertyFactory::getPropertyConverterByRttiClassName(IPropertyConverter::rttiClassNameOf<T>());
-  return converter ? converter->getPropertyType().getBuffer() : L"none";
+const String& rtti() {
+  return IPropertyConverter::rttiClassNameOf<T>();
 }
 
 TEST(PropertyTypeTable, FindsTypesByTheirClass) {
-  EXPECT_EQ(typeOf<int>(), L"int");
-  EXPECT_EQ(typeOf<std::int8_t>(), L"int8_t");
-  EXPECT_EQ(typeOf<std::uint32_t>(), L"uint32_t");
-  EXPECT_EQ(typeOf<Pointf>(), L"Pointf");
-  EXPECT_EQ(typeOf<std::vector<String>>(), L"StringArray");
-  EXPECT_EQ(typeOf<std::list<uuid_node_t>>(), L"uuid_node_tList");
-  EXPECT_EQ((typeOf<std::map<String, Unknown::THandle<DummyProperty>>>()), L"DummyPropertyMap");
-  EXPECT_EQ(typeOf<DummyProperty>(), L"DummyProperty");
-  EXPECT_EQ(typeOf<long>(), L"none");
+  const std::pair<String, const wchar_t*> samples[] = {
+      {rtti<std::int8_t>(), L"int8_t"}, {rtti<std::vector<String>>(), L"StringArray"},
+      {rtti<std::list<uuid_node_t>>(), L"uuid_node_tList"},
+      {rtti<std::map<String, Unknown::THandle<DummyProperty>>>(), L"DummyPropertyMap"}, {rtti<long>(), nullptr}};
+  for (const auto& [name, type] : samples) {
+    const IPropertyConverter* converter = PropertyFactory::getPropertyConverterByRttiClassName(name);
+    EXPECT_EQ(converter ? converter->getPropertyType().getBuffer() : nullptr, type ? String(type) : String());
+  }
 }
 
 }  // namespace
