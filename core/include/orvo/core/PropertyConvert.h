@@ -32,6 +32,9 @@
 //       fields in order, "%d" or "%f", separated by commas ("1,2"). Read as
 //       swscanf reads: white space before a number is accepted, white space
 //       before a comma ends the scan, text after the last field is ignored.
+//       An int field beyond int keeps the low 32 bits of the number (beyond
+//       the 64-bit range, of the saturated number); a float field beyond
+//       float is infinity.
 //   Time    "year-mm-dd hh:mm:ss" in local time (Time::convertToString).
 //   Uuid, uuid_node_t   their 36- and 12-digit hexadecimal forms.
 //   std::vector<T>, std::list<T>   "{" element "}" for each element.
