@@ -40,6 +40,8 @@ void IPropertyConverter::getPropertyValue(const THandle<const Unknown>& object, 
   text = property->getProperty();
 }
 
+bool IPropertyConverter::appendValue(const void*, property::GrowingText&) { return false; }
+
 bool IPropertyConverter::isNilText(const String& text) noexcept {
   const wchar_t* at = text.getBuffer();
   auto isBlank = [](wchar_t c) { return c == L' ' || (c >= L'\t' && c <= L'\r'); };

@@ -69,6 +69,24 @@ class DepthGuard {
   bool _counted;
 };
 
+
+// A unit converter writes its own type, so the item has no type clause; a
+// converter that can write into `out` itself saves the value's own text.
+bool appendDirectly(const Property& object, const IPropertyAttribute& attribute, IPropertyConverter* converter,
+                    property::GrowingText& out) {
+  const void* value = converter && converter->isUnitProperty() ? attribute.getValueAddress(&object) : nullptr;
+  if (!value) return false;
+  const std::size_t start = out.size();
+  out.append(attribute.getPropertyName());
+  out.push(L'{');
+  if (!converter->appendValue(value, out)) {
+    out.truncate(start);
+    return false;
+  }
+  out.push(L'}');
+  return true;
+}
+
 }  // namespace
 
 THandle<Property> Property::createInstance() { return THandle<Property>(new Property); }
@@ -91,6 +109,7 @@ void property::appendAttributes(const Property& object, GrowingText& out) {
   for (const auto& entry : object.getPropertyAttributes()) {
     IPropertyAttribute& attribute = *entry.second;
     IPropertyConverter* converter = attribute.getPropertyConverter();
+    if (appendDirectly(object, attribute, converter, out)) continue;
     const String attributeType = converter ? converter->getPropertyType() : String();
     String valueType, valueText;
     try {
@@ -173,6 +192,8 @@ IPropertyAttribute::IPropertyAttribute(const String& rttiClassName, const String
     : rttiClassName(rttiClassName), rawName(rawName), propertyName(propertyName), description(description) {}
 
 const wchar_t* IPropertyAttribute::getClassName() const { return L"IPropertyAttribute"; }
+
+const void* IPropertyAttribute::getValueAddress(const Property*) const { return nullptr; }
 
 IPropertyAttribute::IPropertyAttribute(const IPropertyAttribute& other)
     : Unknown(other),

@@ -76,7 +76,9 @@ void PropertyHandleText::read(const String& text, Sink sink, void* context) {
   }
 }
 
-PropertyHandleText::Writer::Writer() : _text(std::make_unique<property::GrowingText>()) {}
+PropertyHandleText::Writer::Writer() : _own(std::make_unique<property::GrowingText>()), _text(_own.get()) {}
+
+PropertyHandleText::Writer::Writer(property::GrowingText& into) : _text(&into) {}
 
 PropertyHandleText::Writer::~Writer() = default;
 
@@ -99,6 +101,6 @@ void PropertyHandleText::Writer::add(const String& key, const Property* object) 
   _text->append(std::wstring_view(L"{}"));
 }
 
-String PropertyHandleText::Writer::finish() { return _text->finish(); }
+String PropertyHandleText::Writer::finish() { return _own ? _own->finish() : String(); }
 
 }  // namespace orvo

@@ -47,6 +47,9 @@ class ORVO_API IPropertyAttribute : public virtual Unknown {
   virtual void set(Property* object, IPropertyConverter* converter, const String& text) = 0;
   // Gives the member's type and text through `converter`; raises as set.
   virtual void get(const Property* object, IPropertyConverter* converter, String& type, String& text) = 0;
+  // The member of `object` as a unit converter takes it, or null: for an
+  // object of another class, and for a handle, which only get can convert.
+  virtual const void* getValueAddress(const Property* object) const;
 
  protected:
   IPropertyAttribute(const String& rttiClassName, const String& rawName, const String& propertyName,

@@ -25,6 +25,10 @@
 
 namespace orvo {
 
+namespace property {
+class GrowingText;
+}
+
 class ORVO_API IPropertyConverter : public virtual Unknown {
  public:
   const wchar_t* getClassName() const override;
@@ -39,6 +43,10 @@ class ORVO_API IPropertyConverter : public virtual Unknown {
   virtual void setValue(void* value, const String& text) = 0;
   // Gives the type name to write and the text of the value at `value`.
   virtual void getValue(const void* value, String& type, String& text) = 0;
+  // Appends the text of the value at `value` to `out` where the converter
+  // can write into the caller's buffer directly, as the containers of
+  // handles do; false, with nothing appended, where it cannot.
+  virtual bool appendValue(const void* value, property::GrowingText& out);
 
   // The identity of a type in the converter table: the compiler's name for
   // it, widened. Stable for the run and unique per type.

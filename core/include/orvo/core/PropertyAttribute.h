@@ -70,6 +70,15 @@ class PropertyAttribute : public IPropertyAttribute {
     }
   }
 
+  const void* getValueAddress(const Property* object) const override {
+    if constexpr (ValueClass::isHandle) {
+      return nullptr;
+    } else {
+      const Owner* owner = dynamic_cast<const Owner*>(object);
+      return owner ? &(owner->*member) : nullptr;
+    }
+  }
+
   void get(const Property* object, IPropertyConverter* converter, String& type, String& text) override {
     const Owner* owner = dynamic_cast<const Owner*>(object);
     if (!owner || !converter || converter->isUnitProperty() == ValueClass::isHandle) raiseGetFault();

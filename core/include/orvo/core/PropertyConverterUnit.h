@@ -12,6 +12,7 @@
 
 #include <orvo/core/IPropertyConverter.h>
 #include <orvo/core/PropertyConvert.h>
+#include <orvo/core/PropertyHandleText.h>
 
 namespace orvo {
 
@@ -35,6 +36,18 @@ class PropertyConverterUnit : public IPropertyConverter {
   void getValue(const void* value, String& type, String& text) override {
     type = getPropertyType();
     convertPropertyToString(*static_cast<const T*>(value), text);
+  }
+
+  // Containers of handles write their elements straight into the caller's
+  // text, so that a large graph is not first gathered in a text of its own.
+  bool appendValue(const void* value, property::GrowingText& out) override {
+    if constexpr (requires(const T& v, PropertyHandleText::Writer& w) { writePropertyHandles(v, w); }) {
+      PropertyHandleText::Writer writer(out);
+      writePropertyHandles(*static_cast<const T*>(value), writer);
+      return true;
+    } else {
+      return false;
+    }
   }
 
  protected:

@@ -41,6 +41,8 @@ class ORVO_API PropertyHandleText {
   class ORVO_API Writer {
    public:
     Writer();
+    // Writes into `into` instead, which finish then leaves as it is.
+    explicit Writer(property::GrowingText& into);
     ~Writer();
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
@@ -51,7 +53,8 @@ class ORVO_API PropertyHandleText {
     String finish();
 
    private:
-    std::unique_ptr<property::GrowingText> _text;
+    std::unique_ptr<property::GrowingText> _own;
+    property::GrowingText* _text;
   };
 };
 
@@ -72,10 +75,25 @@ void readPropertyHandleSequence(const String& text, Sequence& value) {
       &value);
 }
 
-template <class Sequence>
-void writePropertyHandleSequence(const Sequence& value, String& text) {
-  PropertyHandleText::Writer writer;
+template <class X>
+void writePropertyHandles(const std::vector<Unknown::THandle<X>>& value, PropertyHandleText::Writer& writer) {
   for (const auto& element : value) writer.add(element.get());
+}
+
+template <class X>
+void writePropertyHandles(const std::list<Unknown::THandle<X>>& value, PropertyHandleText::Writer& writer) {
+  for (const auto& element : value) writer.add(element.get());
+}
+
+template <class X>
+void writePropertyHandles(const std::map<String, Unknown::THandle<X>>& value, PropertyHandleText::Writer& writer) {
+  for (const auto& [key, element] : value) writer.add(key, element.get());
+}
+
+template <class Container>
+void writePropertyHandleText(const Container& value, String& text) {
+  PropertyHandleText::Writer writer;
+  writePropertyHandles(value, writer);
   text = writer.finish();
 }
 
@@ -102,19 +120,17 @@ void convertPropertyToClass(const String& text, std::map<String, Unknown::THandl
 
 template <class X>
 void convertPropertyToString(const std::vector<Unknown::THandle<X>>& value, String& text) {
-  writePropertyHandleSequence(value, text);
+  writePropertyHandleText(value, text);
 }
 
 template <class X>
 void convertPropertyToString(const std::list<Unknown::THandle<X>>& value, String& text) {
-  writePropertyHandleSequence(value, text);
+  writePropertyHandleText(value, text);
 }
 
 template <class X>
 void convertPropertyToString(const std::map<String, Unknown::THandle<X>>& value, String& text) {
-  PropertyHandleText::Writer writer;
-  for (const auto& [key, element] : value) writer.add(key, element.get());
-  text = writer.finish();
+  writePropertyHandleText(value, text);
 }
 
 }  // namespace orvo
