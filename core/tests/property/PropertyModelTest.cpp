@@ -143,6 +143,9 @@ TEST(PropertyModel, TablesDescribeTheirClasses) {
   EXPECT_STREQ(hiding.getClassName(), L"PropertyAttribute");
   EXPECT_STREQ(hiding.IPropertyAttribute::getClassName(), L"IPropertyAttribute");
   EXPECT_STREQ(PropertyFactory::getPropertyConverter(L"Celsius")->IPropertyConverter::getClassName(), L"IPropertyConverter");
+  property::GrowingText out;
+  EXPECT_FALSE(PropertyFactory::getPropertyConverter(L"Celsius")->IPropertyConverter::appendValue(&out, out));
+  EXPECT_EQ(hiding.IPropertyAttribute::getValueAddress(Leaf::createInstance().get()), nullptr);
 }
 
 // An attribute copies its names, and its copy reaches the same member.
