@@ -11,7 +11,7 @@ packages=(
   lldb-14 gdb
 )
 if [ "${ORVO_BENCH_PEERS:-0}" = 1 ]; then
-  packages+=(libprotobuf-dev protobuf-compiler libssl-dev uuid-dev)
+  packages+=(libprotobuf-dev protobuf-compiler libssl-dev uuid-dev nlohmann-json3-dev rapidjson-dev)
 fi
 
 missing=()

@@ -7,5 +7,6 @@ root="$(cd "$(dirname "$0")/.." && pwd)"
 build="$root/build/example"
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DORVO_BUILD_TESTS=OFF -DORVO_BUILD_EXAMPLES=ON >/dev/null
-cmake --build "$build" --target system_demo service_demo -j "$(nproc)"
+cmake --build "$build" --target system_demo service_demo property_demo -j "$(nproc)"
 "$build/examples/system_demo"
+"$build/examples/property_demo"

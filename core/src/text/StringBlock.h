@@ -42,6 +42,10 @@ class StringBlock {
     return TString<T>(data);
   }
 
+  // Hands over a block that the caller allocated and laid out itself, with a
+  // destroy function that frees it its own way; its count must be 1.
+  static TString<T> adopt(Data* data) { return TString<T>(data); }
+
   static int referenceCount(const TString<T>& string) {
     return string.getData()->refCount.get();
   }

@@ -1,0 +1,46 @@
+// GrowingText: the buffer that property texts are written into. It grows
+// with realloc, which moves a large block by remapping its pages rather than
+// copying them, and becomes a String without a copy: the block is laid out
+// as a string block from the start. Writing a large object graph thus
+// touches each page of its text about once.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include <orvo/core/String.h>
+
+namespace orvo::property {
+
+class GrowingText {
+ public:
+  GrowingText() = default;
+  GrowingText(const GrowingText&) = delete;
+  GrowingText& operator=(const GrowingText&) = delete;
+  ~GrowingText();
+
+  std::size_t size() const noexcept { return _size; }
+  void append(std::wstring_view units);
+  void append(const String& text) {
+    append(std::wstring_view(text.getBuffer(), static_cast<std::size_t>(text.getLength())));
+  }
+  void push(wchar_t unit) { append(std::wstring_view(&unit, 1)); }
+  // Cuts the text back to `size` units, no more than it has.
+  void truncate(std::size_t size) noexcept {
+    if (size < _size) _size = size;
+  }
+  // The text as a String; the buffer is empty afterwards. A text beyond the
+  // String's size limit, or without memory, gives an empty String.
+  String finish();
+
+ private:
+  wchar_t* units() const noexcept;
+  bool grow(std::size_t needed);
+
+  void* _block = nullptr;
+  std::size_t _size = 0;
+  std::size_t _capacity = 0;  // units, without the terminator
+  bool _failed = false;
+};
+
+}  // namespace orvo::property
