@@ -52,6 +52,8 @@ TEST(WideFormat, TranslatesTheLibraryConventions) {
       {L"%hs|%ls|%ws|%hc|%lc", L"%s|%ls|%ls|%c|%lc"},
       {L"%I64d %I64u %I64X %I32d %Iu %Ix", L"%lld %llu %llX %d %zu %zx"},
       {L"%-8.3s %*d %.*s %05.1f %lu %hhd %%s", L"%-8.3ls %*d %.*ls %05.1f %lu %hhd %%s"},
+      {L"%hS|%hC|%lS|%lC|%wC|%# +'d", L"%s|%c|%ls|%lc|%lc|%# +'d"},
+      {L"%I64i|%I64o|%I64x|%Io|%zd|%td|%jd", L"%lli|%llo|%llx|%zo|%zd|%td|%jd"},
       {L"trailing %", L"trailing %"},
       {L"cut %-4", L"cut %-4"},
       {longFormat.c_str(), std::wstring(200, L'x') + L"%ls"},
