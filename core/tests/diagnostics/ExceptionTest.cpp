@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <climits>
 #include <clocale>
+#include <tuple>
 
 #include <orvo/core/ErrorText.h>
 #include <orvo/core/Exception.h>
@@ -72,8 +73,13 @@ TEST(Exception, CopiesShareTheStackAndCountIt) {
   EXPECT_EQ(a.callStack, second);
   EXPECT_EQ(b.callStack, nullptr);
   a = *&a;  // Assigned to itself, the only holder frees nothing.
-  EXPECT_EQ(references(second), 1);
+  Exception& alias = a;
+  a = std::move(alias);  // nor moved to itself
+  EXPECT_EQ(std::tuple(a.callStack, references(second)), std::tuple(second, 1));
   first->destroy();
+  Exception bare(L"f", 2, L"g", -1, L"no stack"), bareCopy(bare);
+  bareCopy = bare;
+  EXPECT_EQ(std::tuple(bareCopy.callStack, bareCopy.message), std::tuple(nullptr, bare.message));
 }
 
 TEST(Exception, ReportSendsTheMessageAsItIsThenTheStack) {
