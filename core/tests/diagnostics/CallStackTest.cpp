@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <atomic>
+#include <functional>
 #include <thread>
 
 #include <orvo/core/DebugHelper.h>
@@ -122,12 +124,31 @@ std::vector<std::string> dumpOf(const OwnedStack& stack) {
   return collector.lines;
 }
 
-TEST(CallStackDump, BothCapturesShowTheCallersWithFilesAndLinesOnAnyThread) {
+// Runs `work` in a signal handler on an alternate signal stack of this thread.
+void onAlternateSignalStack(const std::function<void()>& work) {
+  static const std::function<void()>* pending = nullptr;
+  std::vector<char> memory(64 * 1024);
+  const stack_t alternate{memory.data(), 0, memory.size()};
+  stack_t previousStack;
+  ASSERT_EQ(sigaltstack(&alternate, &previousStack), 0);
+  struct sigaction action {}, previousAction;
+  action.sa_handler = [](int) { (*pending)(); };
+  action.sa_flags = SA_ONSTACK;
+  sigemptyset(&action.sa_mask);
+  pending = &work;
+  sigaction(SIGUSR2, &action, &previousAction);
+  raise(SIGUSR2);
+  sigaction(SIGUSR2, &previousAction, nullptr);
+  sigaltstack(&previousStack, nullptr);
+}
+
+TEST(CallStackDump, BothCapturesShowTheCallersWithFilesAndLinesOnAnyThreadAndSignalStack) {
   ASSERT_TRUE(DebugHelper::getDebugHelper().isLoaded()) << "libdw.so.1 is needed";
-  for (int run = 0; run < 4; ++run) {
-    std::vector<std::string> lines;
-    auto capture = [&] { lines = dumpOf(OwnedStack(captureOuter(run & 1))); };
-    run < 2 ? capture() : std::thread(capture).join();
+  for (int run = 0; run < 6; ++run) {
+    CallStack* captured = nullptr;
+    const std::function<void()> capture = [&] { captured = captureOuter(run & 1); };
+    run < 2 ? capture() : (run < 4 ? std::thread(capture).join() : onAlternateSignalStack(capture));
+    const std::vector<std::string> lines = dumpOf(OwnedStack(captured));
     // Innermost first, with nothing of the capture code above the caller.
     ASSERT_GE(lines.size(), 3u);
     EXPECT_EQ(lines[0], "Call Stack:");

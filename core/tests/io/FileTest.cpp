@@ -210,6 +210,10 @@ TEST_F(FileTest, TempFilesLieInTheTemporaryDirectoryAndDeleteThemselves) {
   setenv("TMPDIR", (dir / "missing").c_str(), 1);
   EXPECT_EQ(TempFile::getTempFileName(), L"");
   EXPECT_FALSE(TempFile::createTempFile());
+  setenv("TMPDIR", "", 1);  // empty counts as unset
+  const fs::path fallback = TempFile::getTempFileName().getBuffer();
+  EXPECT_EQ(fallback.parent_path(), "/tmp");
+  fs::remove(fallback);
   unsetenv("TMPDIR");
   const std::wstring reason = getErrorString(ENOENT).getBuffer();
   EXPECT_EQ(log.errors, (Texts{reason, reason, L"Create temp file error!"}));

@@ -63,6 +63,7 @@ TEST(ServiceSystem, ShutdownSystemActsOnlyBetweenLaunchAndEnd) {
   LaunchedSystem withoutSystem(service::kLaunched, false);
   EXPECT_TRUE(ServiceSystem::shutdownSystem());
   EXPECT_EQ(ServiceSystem::getSystem().get(), nullptr);
+  EXPECT_EQ(std::tuple(ServiceSystem::argc(), ServiceSystem::argv()), std::tuple(0, nullptr));  // never launched
 }
 
 // The child program of ServiceChild.cpp, with its standard output on a pipe.
@@ -118,10 +119,11 @@ class Child {
 // has begun or not, so its "ready" and exit lines may or may not be there.
 TEST(ServiceSystemLaunch, SignalsEndTheProcessInOrder) {
   const std::string stopped = "exit: tasks stopped\nlaunch: 0\n", interrupt = "warning: CTRL+C signal.\n";
+  const std::string run = "service-child 1.0 2 run\nready\n";
   const std::tuple<const char*, int, std::string> cases[] = {
-      {"run", SIGINT, "ready\n" + interrupt + stopped},
-      {"run", SIGTERM, "ready\nwarning: Termination request.\n" + stopped},
-      {"second", SIGINT, "ready\n" + interrupt + interrupt + stopped},
+      {"run", SIGINT, run + interrupt + stopped},
+      {"run", SIGTERM, run + "warning: Termination request.\n" + stopped},
+      {"second", SIGINT, "service-child 1.0 2 second\nready\n" + interrupt + interrupt + stopped},
       {"early", 0, interrupt}};
   for (const auto& [mode, signalNumber, expected] : cases) {
     Child child(mode);

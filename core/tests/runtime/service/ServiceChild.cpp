@@ -1,6 +1,7 @@
 // A program launched as an application launches its ServiceSystem, for the
 // tests that send it real signals. It prints what happens, one line each, on
 // standard output:
+//   <name> <version> <argc> <argv[1]>   as the launched System sees them
 //   ready              the loop runs and the signals are led to their thread
 //   warning: <text>    each warning of the log
 //   exit: tasks stopped|tasks running
@@ -57,6 +58,7 @@ class App : public ServiceSystem {
   bool init() override {
     if (!ServiceSystem::init()) return false;
     task->start(this);
+    std::printf("%ls %ls %d %ls\n", getSystemName().getBuffer(), getVersion().getBuffer(), argc(), argv()[1]);
     say("ready");
     return true;
   }
