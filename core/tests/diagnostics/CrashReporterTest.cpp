@@ -24,6 +24,7 @@
 #include <string>
 #include <thread>
 
+#include "diagnostics/DiagnosticsSupport.h"
 #include "diagnostics/crashwriter/CrashReport.h"
 #include "diagnostics/crashwriter/CrashedProcess.h"
 #include "diagnostics/crashwriter/FrameVariables.h"
@@ -40,13 +41,6 @@ namespace fs = std::filesystem;
 // memory and thread-local storage until the exec, which ThreadSanitizer's
 // per-thread bookkeeping cannot follow: under it, the tests that run the
 // handler inside the test process are skipped (crashed children still run).
-#if defined(__SANITIZE_THREAD__)
-constexpr bool kThreadSanitizer = true;
-#elif defined(__has_feature)
-constexpr bool kThreadSanitizer = __has_feature(thread_sanitizer);
-#else
-constexpr bool kThreadSanitizer = false;
-#endif
 
 const std::string kChildSource = fs::path(__FILE__).parent_path() / "crash/CrashChild.cpp";
 const std::string kChildPattern = std::regex_replace(kChildSource, std::regex(R"([.+])"), R"(\$&)");

@@ -17,6 +17,16 @@
 
 namespace orvo {
 
+// Whether the tests run under ThreadSanitizer, which some of them cannot run
+// beside.
+#if defined(__SANITIZE_THREAD__)
+constexpr bool kThreadSanitizer = true;
+#elif defined(__has_feature)
+constexpr bool kThreadSanitizer = __has_feature(thread_sanitizer);
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+
 // Points descriptor `stream` at `target`, or at a temporary file whose
 // bytes text() returns, until text() or the end of its life. The C streams
 // are flushed on both edges, so that nothing buffered lands on the wrong side.
