@@ -17,6 +17,8 @@
 #include <cwchar>
 #include <string>
 
+#include "support/BenchmarkMain.h"
+
 namespace {
 
 using namespace orvo;
@@ -160,9 +162,5 @@ int main(int argc, char** argv) {
   benchmark::RegisterBenchmark("BM_Glibc_Backtrace_SameFrames", [](benchmark::State& state) {
     glibcBacktrace(state, fastWalkFrames);
   });
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+  return runBenchmarks(argc, argv);
 }

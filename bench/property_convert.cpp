@@ -6,12 +6,13 @@
 // As in property_text, freed memory is kept for all sizes alike, so that the
 // largest size does not alone pay the kernel for fresh pages.
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 
 #include <climits>
 #include <vector>
 
 #include <orvo/core/PropertyConvert.h>
+
+#include "support/BenchmarkMain.h"
 
 namespace {
 
@@ -61,11 +62,6 @@ BENCHMARK(BM_PropertyConvert_WriteIntArray)->Arg(10000)->Arg(1000000)->Unit(benc
 }  // namespace
 
 int main(int argc, char** argv) {
-  mallopt(M_MMAP_MAX, 0);
-  mallopt(M_TRIM_THRESHOLD, INT_MAX);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+  keepFreedMemory();
+  return runBenchmarks(argc, argv);
 }

@@ -12,7 +12,6 @@
 // characters and small blocks, are spared. Run with ORVO_BENCH_DEFAULT_MALLOC=1
 // to see the figures under glibc's defaults.
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 
 #include <array>
 #include <climits>
@@ -28,6 +27,8 @@
 #include <rapidjson/writer.h>
 
 #include <orvo/core.h>
+
+#include "support/BenchmarkMain.h"
 
 namespace graph {
 
@@ -334,9 +335,5 @@ int main(int argc, char** argv) {
     mallopt(M_MMAP_MAX, 0);
     mallopt(M_TRIM_THRESHOLD, INT_MAX);
   }
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+  return runBenchmarks(argc, argv);
 }

@@ -11,7 +11,6 @@
 // served from freed memory, never do. The program keeps freed memory for all
 // sizes alike, so that the figure compares the library's own work.
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 
 #include <climits>
 
@@ -21,6 +20,7 @@
 #include <orvo/core/PropertyText.h>
 #include <orvo/core/String.h>
 
+#include "support/BenchmarkMain.h"
 #include "property/PropertyTextReader.h"
 
 namespace {
@@ -80,11 +80,6 @@ BENCHMARK(BM_PropertyText_Normalize)->Arg(10000)->Arg(100000)->Arg(1000000)->Uni
 }  // namespace
 
 int main(int argc, char** argv) {
-  mallopt(M_MMAP_MAX, 0);
-  mallopt(M_TRIM_THRESHOLD, INT_MAX);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+  keepFreedMemory();
+  return runBenchmarks(argc, argv);
 }

@@ -4,9 +4,6 @@
 // logged, never raised, except by a converter, which raises Exception only.
 // What was read must write itself out stably: the text written from an
 // object, read back and written again, is the same text.
-//
-// Bytes below 0xC0 are characters of those codes; bytes from 0xC0 on stand
-// for characters of 255 and above.
 #include <cstddef>
 #include <cstdint>
 #include <list>
@@ -15,6 +12,8 @@
 #include <vector>
 
 #include <orvo/core.h>
+
+#include "support/PropertyFuzzText.h"
 
 namespace fuzzing {
 
@@ -89,11 +88,7 @@ void convertWith(const wchar_t* type, const String& text) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace fuzzing;
-  std::wstring characters;
-  for (std::size_t i = 0; i < size; ++i) {
-    characters += static_cast<wchar_t>(data[i] < 0xC0 ? data[i] : 0xFF + (data[i] - 0xC0) * 0x3F1);
-  }
-  const String text(characters.c_str());
+  const String text = propertyFuzzText(data, size);
 
   requireStable(PropertyReader::getPropertyClass(text));
   const THandle<Special> special = Special::createInstance();

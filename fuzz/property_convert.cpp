@@ -2,9 +2,6 @@
 // numbers, texts and comma-separated fields, nested containers, and the
 // values whose readers can refuse a text. A container that reads must write
 // a text that reads again to the same text; a refusal must carry a message.
-//
-// Bytes below 0xC0 are characters of those codes; bytes from 0xC0 on stand
-// for characters of 255 and above, as in the property_text target.
 #include <cstddef>
 #include <cstdint>
 #include <list>
@@ -14,6 +11,8 @@
 
 #include <orvo/core/Exception.h>
 #include <orvo/core/PropertyConvert.h>
+
+#include "support/PropertyFuzzText.h"
 
 namespace {
 
@@ -57,11 +56,7 @@ void readValue(const String& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::wstring characters;
-  for (std::size_t i = 0; i < size; ++i) {
-    characters += static_cast<wchar_t>(data[i] < 0xC0 ? data[i] : 0xFF + (data[i] - 0xC0) * 0x3F1);
-  }
-  const String text(characters.c_str());
+  const String text = propertyFuzzText(data, size);
   roundTrip<std::vector<int>>(text);
   roundTrip<std::list<String>>(text);
   roundTrip<std::map<String, Pointf>>(text);

@@ -2,9 +2,6 @@
 // read functions and through the library's own cursor, which must agree; then
 // pretty-prints it. Every read either consumes or raises, so the walk ends; a
 // pretty-printed text must print to itself again.
-//
-// Bytes below 0xC0 are characters of those codes (Latin-1 letters end a
-// name); bytes from 0xC0 on stand for characters of 255 and above.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -12,6 +9,8 @@
 
 #include <orvo/core/Exception.h>
 #include <orvo/core/PropertyText.h>
+
+#include "support/PropertyFuzzText.h"
 
 #include "property/PropertyTextReader.h"
 
@@ -68,11 +67,7 @@ void normalize(const String& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::wstring characters;
-  for (std::size_t i = 0; i < size; ++i) {
-    characters += static_cast<wchar_t>(data[i] < 0xC0 ? data[i] : 0xFF + (data[i] - 0xC0) * 0x3F1);
-  }
-  const String text(characters.c_str());
+  const String text = propertyFuzzText(data, size);
   readItems(text);
   normalize(text);
   return 0;
