@@ -3,11 +3,10 @@
 // length, so the time per element stays the same. There is no peer; the
 // figure is the per-element time and the ratio between the two sizes.
 //
-// As in property_text, freed memory is kept for all sizes alike, so that the
-// largest size does not alone pay the kernel for fresh pages.
+// As in property_text, the program runs under glibc's default allocator
+// settings.
 #include <benchmark/benchmark.h>
 
-#include <climits>
 #include <vector>
 
 #include <orvo/core/PropertyConvert.h>
@@ -62,6 +61,5 @@ BENCHMARK(BM_PropertyConvert_WriteIntArray)->Arg(10000)->Arg(1000000)->Unit(benc
 }  // namespace
 
 int main(int argc, char** argv) {
-  keepFreedMemory();
   return runBenchmarks(argc, argv);
 }

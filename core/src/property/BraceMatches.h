@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/HugePageAllocator.h"
+
 namespace orvo::property {
 
 // The closing brace of every opening brace of one text, found in one pass.
@@ -32,7 +34,11 @@ class BraceMatches {
     int open;
     int closing;
   };
-  std::vector<Frame> _frames;  // by opening position
+  // A text of megabytes has millions of frames: see HugePageAllocator.h.
+  template <class T>
+  using Table = std::vector<T, platform::HugePageAllocator<T>>;
+
+  Table<Frame> _frames;  // by opening position
   mutable std::size_t _next = 0;
 };
 

@@ -2,9 +2,11 @@
 
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <cwchar>
 #include <new>
 
+#include "platform/HugePages.h"
 #include "text/StringBlock.h"
 
 namespace orvo::property {
@@ -16,6 +18,9 @@ constexpr std::size_t kHeader = sizeof(Data);
 
 std::size_t bytesFor(std::size_t units) { return kHeader + (units + 1) * sizeof(wchar_t); }
 
+// The most units that fit a mapping of `bytes`.
+std::size_t unitsIn(std::size_t bytes) { return (bytes - kHeader) / sizeof(wchar_t) - 1; }
+
 void freeBlock(Data* data) {
   data->~Data();
   std::free(data);
@@ -23,7 +28,18 @@ void freeBlock(Data* data) {
 
 }  // namespace
 
-GrowingText::~GrowingText() { std::free(_block); }
+GrowingText::~GrowingText() { release(); }
+
+void GrowingText::release() noexcept {
+  if (_mapped) {
+    platform::unmapHugeBlock(_block, bytesFor(_capacity));
+  } else {
+    std::free(_block);
+  }
+  _block = nullptr;
+  _mapped = false;
+  _size = _capacity = 0;
+}
 
 wchar_t* GrowingText::units() const noexcept {
   return reinterpret_cast<wchar_t*>(static_cast<char*>(_block) + kHeader);
@@ -33,10 +49,30 @@ bool GrowingText::grow(std::size_t needed) {
   if (needed > static_cast<std::size_t>(INT_MAX) / sizeof(wchar_t)) return false;
   std::size_t capacity = _capacity < 64 ? 64 : _capacity * 2;
   if (capacity < needed) capacity = needed;
+  if (_mapped || (bytesFor(capacity) >= platform::kHugePageBytes && platform::hugePagesAvailable())) {
+    if (growMapped(capacity)) return true;
+    if (_mapped) return false;
+  }
   void* bigger = std::realloc(_block, bytesFor(capacity));
   if (!bigger) return false;
   _block = bigger;
   _capacity = capacity;
+  return true;
+}
+
+// Whole huge pages, so that the last one can be a huge page too.
+bool GrowingText::growMapped(std::size_t capacity) {
+  const std::size_t pages = (bytesFor(capacity) + platform::kHugePageBytes - 1) / platform::kHugePageBytes;
+  const std::size_t bytes = pages * platform::kHugePageBytes;
+  void* bigger = _mapped ? platform::resizeHugeBlock(_block, bytesFor(_capacity), bytes) : platform::mapHugeBlock(bytes);
+  if (!bigger) return false;
+  if (!_mapped) {
+    if (_block) std::memcpy(bigger, _block, bytesFor(_size));
+    std::free(_block);
+    _mapped = true;
+  }
+  _block = bigger;
+  _capacity = unitsIn(bytes);
   return true;
 }
 
@@ -52,18 +88,29 @@ void GrowingText::append(std::wstring_view part) {
 
 String GrowingText::finish() {
   if (_failed || _size == 0 || bytesFor(_size) > static_cast<std::size_t>(INT_MAX)) {
-    _size = 0;
+    release();
     _failed = false;
     return String();
   }
   // Gives back what the doubling reserved beyond the text.
-  if (_capacity > _size + _size / 8) {
+  if (_mapped) {
+    void* exact = platform::resizeHugeBlock(_block, bytesFor(_capacity), bytesFor(_size));
+    if (!exact) {
+      // Too many mappings to split this one: the text is copied instead.
+      String copy(units(), static_cast<int>(_size));
+      release();
+      return copy;
+    }
+    _block = exact;
+  } else if (_capacity > _size + _size / 8) {
     if (void* exact = std::realloc(_block, bytesFor(_size))) _block = exact;
   }
   units()[_size] = 0;
   const int length = static_cast<int>(_size);
-  Data* data = new (_block) Data{&freeBlock, static_cast<int>((_size + 1) * sizeof(wchar_t)), {length}, {1}, {}};
+  void (*const destroy)(Data*) = _mapped ? &unmapStringBlock<wchar_t> : &freeBlock;
+  Data* data = new (_block) Data{destroy, static_cast<int>((_size + 1) * sizeof(wchar_t)), {length}, {1}, {}};
   _block = nullptr;
+  _mapped = false;
   _size = _capacity = 0;
   return StringBlock<wchar_t>::adopt(data);
 }

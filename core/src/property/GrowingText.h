@@ -1,8 +1,10 @@
-// GrowingText: the buffer that property texts are written into. It grows
-// with realloc, which moves a large block by remapping its pages rather than
-// copying them, and becomes a String without a copy: the block is laid out
-// as a string block from the start. Writing a large object graph thus
-// touches each page of its text about once.
+// GrowingText: the buffer that property texts are written into. It becomes
+// a String without a copy: the block is laid out as a string block from the
+// start. It grows on the heap until it reaches a huge page, and from there,
+// where the kernel offers huge pages, in a block of its own that faults in
+// 2 MiB at a time and grows by remapping its pages rather than copying them.
+// Writing a large object graph thus touches each page of its text about once
+// and costs the kernel a few faults instead of thousands.
 #pragma once
 
 #include <cstddef>
@@ -36,11 +38,14 @@ class GrowingText {
  private:
   wchar_t* units() const noexcept;
   bool grow(std::size_t needed);
+  bool growMapped(std::size_t capacity);
+  void release() noexcept;
 
   void* _block = nullptr;
   std::size_t _size = 0;
   std::size_t _capacity = 0;  // units, without the terminator
   bool _failed = false;
+  bool _mapped = false;  // the block is a huge-page mapping, not a heap block
 };
 
 }  // namespace orvo::property

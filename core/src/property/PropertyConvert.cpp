@@ -10,6 +10,7 @@
 
 #include <orvo/core/Exception.h>
 
+#include "property/GrowingText.h"
 #include "property/PropertyTextReader.h"
 
 namespace orvo {
@@ -197,6 +198,22 @@ ORVO_FIELDS_TEXT_FORM(Quaternion, L"%f,%f,%f,%f", &Quaternion::x, &Quaternion::y
 #undef ORVO_FIELDS_TEXT_FORM
 
 // ---- walking the items of a container text ----------------------------------
+
+namespace detail {
+
+PropertyTextBuilder::PropertyTextBuilder() : _text(std::make_unique<property::GrowingText>()) {}
+PropertyTextBuilder::~PropertyTextBuilder() = default;
+
+void PropertyTextBuilder::append(std::wstring_view part) { _text->append(part); }
+void PropertyTextBuilder::append(const String& part) { _text->append(part); }
+void PropertyTextBuilder::appendFramed(const String& element) {
+  _text->push(L'{');
+  _text->append(element);
+  _text->push(L'}');
+}
+String PropertyTextBuilder::take() { return _text->finish(); }
+
+}  // namespace detail
 
 void forEachPropertyItem(const String& text, PropertyItemVisit visit, void* context) {
   property::PropertyTextReader reader(std::wstring_view(text.getBuffer(), static_cast<std::size_t>(text.getLength())));

@@ -16,6 +16,8 @@
 #include "diagnostics/FormattedText.h"
 #include "text/CharacterStep.h"
 #include "text/CodePageCodec.h"
+#include "text/StringBlock.h"
+#include "platform/HugePages.h"
 #include "platform/WideFormat.h"
 
 namespace orvo {
@@ -152,7 +154,21 @@ void freeBlock(typename TString<T>::StringData* data) {
   ::operator delete[](static_cast<void*>(data));
 }
 
+// A block of a huge page or more, taken from the system in huge pages where
+// the kernel offers them (platform/HugePages.h says why); null otherwise.
+void* mapLargeBlock(std::size_t bytes) {
+  if (bytes < platform::kHugePageBytes || !platform::hugePagesAvailable()) return nullptr;
+  return platform::mapHugeBlock(bytes);
+}
+
 }  // namespace
+
+template <class T>
+void unmapStringBlock(typename TString<T>::StringData* data) {
+  const std::size_t bytes = sizeof(*data) + static_cast<std::size_t>(data->size);
+  data->~StringData();
+  platform::unmapHugeBlock(data, bytes);
+}
 
 // The empty block is constant-initialised: it is in place before any
 // constructor of the program runs, so static strings may use it.
@@ -167,16 +183,21 @@ typename TString<T>::StringData* TString<T>::allocate(long long units) {
   const long long bytes = static_cast<long long>(sizeof(StringData)) +
                           (units + 1) * static_cast<long long>(sizeof(T));
   void* memory = nullptr;
+  void (*destroy)(StringData*) = &freeBlock<T>;
   if (units >= 0 && bytes <= INT_MAX) {
-    memory = ::operator new[](static_cast<std::size_t>(bytes), std::nothrow);
+    memory = mapLargeBlock(static_cast<std::size_t>(bytes));
+    if (memory) {
+      destroy = &unmapStringBlock<T>;
+    } else {
+      memory = ::operator new[](static_cast<std::size_t>(bytes), std::nothrow);
+    }
   }
   if (!memory) {
     // 64 bits: a request beyond the int range is reported with its size, too.
     Log::error(L"Allocate memory(%I64d) error!", bytes);
     return nullptr;
   }
-  auto* data = new (memory) StringData{&freeBlock<T>,
-                                       static_cast<int>((units + 1) * sizeof(T)), {-1}, {1}, {}};
+  auto* data = new (memory) StringData{destroy, static_cast<int>((units + 1) * sizeof(T)), {-1}, {1}, {}};
   bufferOf(data)[units] = 0;
   return data;
 }
@@ -683,6 +704,9 @@ int TString<T>::remove(const TString& text) {
 template class TString<char>;
 template class TString<unsigned char>;
 template class TString<wchar_t>;
+template void unmapStringBlock<char>(TString<char>::StringData*);
+template void unmapStringBlock<unsigned char>(TString<unsigned char>::StringData*);
+template void unmapStringBlock<wchar_t>(TString<wchar_t>::StringData*);
 template TString<char> operator+(const char*, const TString<char>&);
 template TString<unsigned char> operator+(const unsigned char*, const TString<unsigned char>&);
 template TString<wchar_t> operator+(const wchar_t*, const TString<wchar_t>&);

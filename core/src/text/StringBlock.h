@@ -17,6 +17,11 @@
 
 namespace orvo {
 
+// Destroys a block that lies in a mapping of its own (platform/HugePages.h):
+// String's large blocks and the property writer's finished texts.
+template <class T>
+void unmapStringBlock(typename TString<T>::StringData* data);
+
 template <class T>
 class StringBlock {
  public:

@@ -59,6 +59,7 @@
 #include <cstdint>
 #include <list>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -79,6 +80,10 @@
 #include <orvo/core/Vector4.h>
 
 namespace orvo {
+
+namespace property {
+class GrowingText;
+}
 
 // ---- numbers and text -------------------------------------------------------
 
@@ -187,20 +192,23 @@ T readPropertyElement(std::wstring_view value) {
 }
 
 // Gathers a container's text in one growing buffer, so that writing is
-// linear in the output's length.
-class PropertyTextBuilder {
+// linear in the output's length; it is the buffer the library writes its
+// own property texts into.
+class ORVO_API PropertyTextBuilder {
  public:
-  void append(std::wstring_view part) { _text.append(part); }
-  void append(const String& part) { _text.append(part.getBuffer(), static_cast<std::size_t>(part.getLength())); }
-  void appendFramed(const String& element) {
-    _text += L'{';
-    append(element);
-    _text += L'}';
-  }
-  String take() const { return String(_text.c_str(), static_cast<int>(_text.size())); }
+  PropertyTextBuilder();
+  ~PropertyTextBuilder();
+  PropertyTextBuilder(const PropertyTextBuilder&) = delete;
+  PropertyTextBuilder& operator=(const PropertyTextBuilder&) = delete;
+
+  void append(std::wstring_view part);
+  void append(const String& part);
+  void appendFramed(const String& element);
+  // The text; the builder is empty afterwards.
+  String take();
 
  private:
-  std::wstring _text;
+  std::unique_ptr<property::GrowingText> _text;
 };
 
 template <class Sequence>

@@ -1,0 +1,78 @@
+// Texts of megabytes: their blocks leave the heap for huge pages where the
+// kernel offers them, keep every unit across each move, and are given back
+// whole when the last String goes.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <string>
+
+#include <orvo/core/PropertyText.h>
+
+#include "platform/HugePages.h"
+#include "property/GrowingText.h"
+
+namespace orvo {
+namespace {
+
+constexpr std::size_t kLarge = 3 * platform::kHugePageBytes / sizeof(wchar_t);
+
+// Parts whose units tell where they stand, so that a block copied or
+// remapped to the wrong place shows.
+std::wstring numberedPart(int index) {
+  return std::to_wstring(index) + L"{" + std::wstring(50, static_cast<wchar_t>(L'a' + index % 26)) + L"}";
+}
+
+// Drops the last reference to `text`, then checks that the pages of its first
+// and last unit were given back to the system.
+void expectGivenBack(String& text) {
+  if (!platform::hugePagesAvailable()) GTEST_SKIP() << "the kernel offers no huge pages; the text stayed on the heap";
+  const wchar_t* const first = text.getBuffer();
+  const wchar_t* const terminator = first + text.getLength();
+  text = String();
+  for (const wchar_t* unit : {first, terminator}) {
+    void* const page = reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(unit) & ~std::uintptr_t{4095});
+    errno = 0;
+    EXPECT_EQ(msync(page, 4096, MS_ASYNC), -1) << "a page of the text is still mapped";
+    EXPECT_EQ(errno, ENOMEM);
+  }
+}
+
+TEST(LargeText, GrowingTextKeepsItsUnitsAcrossEveryMove) {
+  property::GrowingText text;
+  std::wstring expected;
+  for (int i = 0; expected.size() < kLarge; ++i) {
+    expected += numberedPart(i);
+    text.append(numberedPart(i));
+  }
+  text.truncate(expected.size() - 5);
+  expected.resize(expected.size() - 5);
+  String made = text.finish();
+  ASSERT_EQ(made.getLength(), static_cast<int>(expected.size()));
+  EXPECT_TRUE(std::wstring(made.getBuffer()) == expected) << "the units differ";
+
+  String copy = made;
+  made = String();
+  EXPECT_EQ(copy.getBuffer()[expected.size() - 1], expected.back()) << "a copy keeps the block";
+  text.append(std::wstring_view(L"small"));
+  EXPECT_EQ(std::wstring(text.finish().getBuffer()), L"small") << "the buffer starts anew after finish";
+  expectGivenBack(copy);
+}
+
+TEST(LargeText, StringsAndTheirBraceTablesOfMegabytes) {
+  std::wstring items, printed;
+  for (int i = 0; items.size() < kLarge; ++i) {
+    printed += (i ? L"\r\n" : L"") + numberedPart(i);
+    items += numberedPart(i);
+  }
+  String text(items.c_str());
+  ASSERT_EQ(text.getLength(), static_cast<int>(items.size()));
+  String normalized = propertyStringNormalize(text, L"");
+  EXPECT_TRUE(std::wstring(normalized.getBuffer()) == printed) << "the items, one a line, differ";
+  expectGivenBack(normalized);
+  expectGivenBack(text);
+}
+
+}  // namespace
+}  // namespace orvo
