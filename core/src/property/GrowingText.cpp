@@ -64,7 +64,8 @@ bool GrowingText::grow(std::size_t needed) {
 bool GrowingText::growMapped(std::size_t capacity) {
   const std::size_t pages = (bytesFor(capacity) + platform::kHugePageBytes - 1) / platform::kHugePageBytes;
   const std::size_t bytes = pages * platform::kHugePageBytes;
-  void* bigger = _mapped ? platform::resizeHugeBlock(_block, bytesFor(_capacity), bytes) : platform::mapHugeBlock(bytes);
+  void* bigger =
+      _mapped ? platform::resizeHugeBlock(_block, bytesFor(_capacity), bytes) : platform::mapHugeBlock(bytes);
   if (!bigger) return false;
   if (!_mapped) {
     if (_block) std::memcpy(bigger, _block, bytesFor(_size));
