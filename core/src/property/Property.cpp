@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <string>
 
-
 #include <orvo/core/Exception.h>
 #include <orvo/core/IPropertyAttribute.h>
 #include <orvo/core/IPropertyConverter.h>
@@ -68,7 +67,6 @@ class DepthGuard {
   std::uintptr_t _depth;
   bool _counted;
 };
-
 
 // A unit converter writes its own type, so the item has no type clause; a
 // converter that can write into `out` itself saves the value's own text.
@@ -148,6 +146,9 @@ void property::setItems(Property& object, std::wstring_view text, const wchar_t*
     PropertyTextReader::Item item;
     try {
       if (prefix) {
+        // The prefix's name goes on only with the name characters at the very
+        // start: readName would first skip a comment, and a name after the
+        // comment is no part of the prefix's.
         if (text.front() != L'#') item.name = reader.readName();
         item.type = reader.readType();
         item.value = reader.readValue();
