@@ -10,7 +10,10 @@
 // the process runs a second thread, see ReferenceCount.h), and a block that
 // more than one string points at is never written: the few operations that
 // change text in place copy a shared block first. Blocks are exactly as long
-// as their text; every empty string shares one static block.
+// as their text; every empty string shares one static block. A block of 2 MiB
+// or more is mapped from the system on its own, in huge pages where the
+// kernel offers transparent huge pages, so that a text of megabytes costs a
+// few page faults instead of thousands.
 //
 // Units of measure differ by operation, as in the rest of the library:
 // getLength, operator[] and getSubString count characters; erase and insert
