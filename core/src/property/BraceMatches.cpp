@@ -5,7 +5,7 @@
 namespace orvo::property {
 
 BraceMatches::BraceMatches(std::wstring_view text) {
-  Table<std::size_t> open;  // frames still open, innermost last
+  std::vector<std::size_t> open;  // frames still open, innermost last
   bool hidden = false;
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (hidden) {

@@ -35,10 +35,7 @@ class BraceMatches {
     int closing;
   };
   // A text of megabytes has millions of frames: see HugePageAllocator.h.
-  template <class T>
-  using Table = std::vector<T, platform::HugePageAllocator<T>>;
-
-  Table<Frame> _frames;  // by opening position
+  std::vector<Frame, platform::HugePageAllocator<Frame>> _frames;  // by opening position
   mutable std::size_t _next = 0;
 };
 

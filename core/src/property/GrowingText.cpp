@@ -50,8 +50,7 @@ bool GrowingText::grow(std::size_t needed) {
   std::size_t capacity = _capacity < 64 ? 64 : _capacity * 2;
   if (capacity < needed) capacity = needed;
   if (_mapped || (bytesFor(capacity) >= platform::kHugePageBytes && platform::hugePagesAvailable())) {
-    if (growMapped(capacity)) return true;
-    if (_mapped) return false;
+    return growMapped(capacity);
   }
   void* bigger = std::realloc(_block, bytesFor(capacity));
   if (!bigger) return false;

@@ -58,13 +58,17 @@ TEST(LargeText, GrowingTextKeepsItsUnitsAcrossEveryMove) {
   text.append(std::wstring_view(L"small"));
   EXPECT_EQ(std::wstring(text.finish().getBuffer()), L"small") << "the buffer starts anew after finish";
   expectGivenBack(copy);
+  property::GrowingText unfinished;
+  unfinished.append(expected);  // dropped unfinished: AddressSanitizer reports a block freed the wrong way
 }
 
+// A brace table of a huge page and more: 300,000 frames of 8 bytes.
 TEST(LargeText, StringsAndTheirBraceTablesOfMegabytes) {
   std::wstring items, printed;
-  for (int i = 0; items.size() < kLarge; ++i) {
-    printed += (i ? L"\r\n" : L"") + numberedPart(i);
-    items += numberedPart(i);
+  for (int i = 0; i < 300000; ++i) {
+    const std::wstring item = L"n" + std::to_wstring(i % 1000) + L"{" + std::to_wstring(i) + L"}";
+    printed += (i ? L"\r\n" : L"") + item;
+    items += item;
   }
   String text(items.c_str());
   ASSERT_EQ(text.getLength(), static_cast<int>(items.size()));
