@@ -91,12 +91,15 @@ TEST(WideFormat, BoundsEveryTextItFollowsAndGivesUpOnTheRest) {
       boundAndLength(L"%.*f", 40, -1e-300), boundAndLength(L"%e", 5e-324), boundAndLength(L"%.0E", 9.5),
       boundAndLength(L"%g", -1e300), boundAndLength(L"%#.17G", 1e-5), boundAndLength(L"%a", -DBL_MAX),
       boundAndLength(L"%.100000f", 1.0), boundAndLength(L"%Lf", -LDBL_MAX), boundAndLength(L"%Le", -LDBL_MIN),
-      boundAndLength(L"%F", -NAN), boundAndLength(L"%+f|%lf", HUGE_VAL, 0.0), boundAndLength(L"%*.*f", -60, 3, 99.9999)};
+      boundAndLength(L"%F", -NAN), boundAndLength(L"%+f|%lf", HUGE_VAL, 0.0), boundAndLength(L"%*.*f", -60, 3, 99.9999),
+      boundAndLength(L"%Lf|%LG", 0.0L, -HUGE_VALL), boundAndLength(L"%i|%.*d", -7, -5, 42),
+      boundAndLength(L"%hs|%.2hs", static_cast<const char*>(nullptr), "abc"),
+      boundAndLength(L"%.d|%.f|%A", 0, 1.5, -2.0)};
   for (const auto& [bound, length] : followed) {
     EXPECT_GE(bound, length);
     EXPECT_LE(bound, 2 * length + 64);  // Room for the text, not a guess.
   }
-  for (const wchar_t* refused : {L"%n", L"%1$d", L"%*1$d", L"%.*1$d", L"%Ld", L"%hf", L"%llld", L"%m", L"%"})
+  for (const wchar_t* refused : {L"%n", L"%1$d", L"%*1$d", L"%.*1$d", L"%Ld", L"%hf", L"%llld", L"%m", L"%lp", L"%"})
     EXPECT_EQ(boundAndLength(refused).first, -1) << refused;
   // Formats the walk gives up on still arrive whole.
   EXPECT_EQ(format(L"%Ld%s", 5LL, wide.c_str()), L"5" + wide);

@@ -9,6 +9,7 @@
 #include <string>
 
 #include <orvo/core/PropertyText.h>
+#include <orvo/core/StringHelper.h>
 
 #include "platform/HugePages.h"
 #include "property/GrowingText.h"
@@ -74,6 +75,9 @@ TEST(LargeText, StringsAndTheirBraceTablesOfMegabytes) {
   ASSERT_EQ(text.getLength(), static_cast<int>(items.size()));
   String normalized = propertyStringNormalize(text, L"");
   EXPECT_TRUE(std::wstring(normalized.getBuffer()) == printed) << "the items, one a line, differ";
+  const StringUtf8 utf8 = StringHelper::wideToUtf8(text);
+  EXPECT_TRUE(StringHelper::utf8ToWide(utf8) == text) << "through UTF-8 the text changed";
+  EXPECT_TRUE(StringHelper::ansiToWide(StringHelper::utf8ToAnsi(utf8)) == text) << "through ANSI the text changed";
   expectGivenBack(normalized);
   expectGivenBack(text);
 }
