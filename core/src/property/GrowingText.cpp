@@ -76,14 +76,25 @@ bool GrowingText::growMapped(std::size_t capacity) {
   return true;
 }
 
+bool GrowingText::reserveMore(std::size_t more) {
+  if (_failed) return false;
+  if (_size + more > _capacity && !grow(_size + more)) _failed = true;
+  return !_failed;
+}
+
 void GrowingText::append(std::wstring_view part) {
-  if (_failed || part.empty()) return;
-  if (_size + part.size() > _capacity && !grow(_size + part.size())) {
-    _failed = true;
-    return;
-  }
+  if (part.empty() || !reserveMore(part.size())) return;
   std::wmemcpy(units() + _size, part.data(), part.size());
   _size += part.size();
+}
+
+void GrowingText::appendFramed(std::wstring_view part) {
+  if (!reserveMore(part.size() + 2)) return;
+  wchar_t* const out = units() + _size;
+  out[0] = L'{';
+  if (!part.empty()) std::wmemcpy(out + 1, part.data(), part.size());
+  out[part.size() + 1] = L'}';
+  _size += part.size() + 2;
 }
 
 String GrowingText::finish() {

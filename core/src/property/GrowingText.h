@@ -27,6 +27,11 @@ class GrowingText {
     append(std::wstring_view(text.getBuffer(), static_cast<std::size_t>(text.getLength())));
   }
   void push(wchar_t unit) { append(std::wstring_view(&unit, 1)); }
+  // "{" part "}": a value in its frame.
+  void appendFramed(std::wstring_view part);
+  void appendFramed(const String& text) {
+    appendFramed(std::wstring_view(text.getBuffer(), static_cast<std::size_t>(text.getLength())));
+  }
   // Cuts the text back to `size` units, no more than it has.
   void truncate(std::size_t size) noexcept {
     if (size < _size) _size = size;
@@ -38,6 +43,8 @@ class GrowingText {
  private:
   wchar_t* units() const noexcept;
   bool grow(std::size_t needed);
+  // Room for `more` units beyond the text; false once the text has failed.
+  bool reserveMore(std::size_t more);
   bool growMapped(std::size_t capacity);
   void release() noexcept;
 

@@ -117,9 +117,7 @@ void property::appendAttributes(const Property& object, GrowingText& out) {
         out.push(L':');
         out.append(valueType);
       }
-      out.push(L'{');
-      out.append(valueText);
-      out.push(L'}');
+      out.appendFramed(valueText);
     } catch (const Exception& e) {
       Log::error(L"Exception: %s", e.message.c_str());
     }

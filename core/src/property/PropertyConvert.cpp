@@ -207,9 +207,7 @@ PropertyTextBuilder::~PropertyTextBuilder() = default;
 void PropertyTextBuilder::append(std::wstring_view part) { _text->append(part); }
 void PropertyTextBuilder::append(const String& part) { _text->append(part); }
 void PropertyTextBuilder::appendFramed(const String& element) {
-  _text->push(L'{');
-  _text->append(element);
-  _text->push(L'}');
+  _text->appendFramed(element);
 }
 String PropertyTextBuilder::take() { return _text->finish(); }
 
