@@ -35,12 +35,6 @@ class RecordingTask : public System::Task {
 class SystemTest : public FakeClockTest {
  protected:
   static THandle<RecordingTask> newTask() { return THandle<RecordingTask>(new RecordingTask); }
-  // Loads and starts the System with `loop` as its main loop.
-  void run(std::function<void(ScriptedSystem&)> loop) {
-    system->script = std::move(loop);
-    ASSERT_TRUE(system->load());
-    system->start();
-  }
 
   THandle<ScriptedSystem> system{new ScriptedSystem};
   THandle<RecordingTask> task = newTask();
@@ -183,7 +177,7 @@ TEST_F(SystemTest, WalkRunsNewestFirstAndSurvivesATaskStoppingItself) {
       if (id == 3) self.stop();  // Its last holder: it dies in its own call.
     };
   }
-  run([&](ScriptedSystem& s) {
+  system->script = [&](ScriptedSystem& s) {
     for (int id : {0, 1}) tasks[id]->start(&s);
     s.passAt(0);
     for (int id : {2, 3}) tasks[id]->start(&s);
@@ -198,7 +192,9 @@ TEST_F(SystemTest, WalkRunsNewestFirstAndSurvivesATaskStoppingItself) {
     EXPECT_EQ(s.getReferenceCount(), records - 1) << "the dead record was not erased";
     tasks.clear();    // Their records hold them now.
     task->start(&s);  // Never merged.
-  });
+  };
+  system->load();
+  system->start();
   EXPECT_EQ(order, (std::vector<int>{1, 0, 3, 2, 1, 0, 2, 1, 0}));
   EXPECT_EQ(RecordingTask::live, before) << "exit did not stop a task";
   EXPECT_EQ(task->getTaskState(), TaskStopped);
