@@ -271,9 +271,7 @@ TEST(PropertyFactory, FindsConvertersByBothNames) {
   const Row rows[] = {
       {L"Node", rttiOf<Node>(), false, L"PropertyConverter"},
       {L"NodeArray", rttiOf<std::vector<THandle<Node>>>(), true, L"PropertyConverterUnit"},
-      {L"NodeMap", rttiOf<std::map<String, THandle<Node>>>(), true, L"PropertyConverterUnit"},
       {L"Celsius", rttiOf<Celsius>(), true, L"PropertyConverterUnit"},
-      {L"DummyProperty", rttiOf<DummyProperty>(), false, L"PropertyConverter"},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.type);
