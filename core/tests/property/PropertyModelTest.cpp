@@ -25,6 +25,11 @@ String rttiOf() {
   return IPropertyConverter::rttiClassNameOf<T>();
 }
 IPropertyConverter* converterOf(const wchar_t* type) { return PropertyFactory::getPropertyConverter(type); }
+// Registers a new converter of the kind `Converter` under `type`.
+template <class Converter>
+bool setUp(const wchar_t* type) {
+  return PropertyFactory::setUpPropertyConverter(Converter::createInstance(type).get());
+}
 
 const wchar_t* const kSetFault =
     L"IPropertyAttribute::set: void PropertyAttribute::set(Property *,IPropertyConverter *,String const &)";
@@ -288,17 +293,14 @@ TEST(PropertyFactory, RefusesSecondRegistrations) {
     // The same converter, or another under the same two keys: a note only.
     CapturedStream out(STDOUT_FILENO);
     EXPECT_TRUE(PropertyFactory::setUpPropertyConverter(nodes));
-    EXPECT_TRUE(
-        PropertyFactory::setUpPropertyConverter(PropertyConverter<Node>::createInstance(L"Node").get()));
+    EXPECT_TRUE(setUp<PropertyConverter<Node>>(L"Node"));
     EXPECT_EQ(out.text(), "\nProperty: (Node) has been setup!\nProperty: (Node) has been setup!");
   }
   EXPECT_TRUE(log.errors.empty());
-  EXPECT_TRUE(PropertyFactory::setUpPropertyConverter(
-      PropertyConverterUnit<Unregistered>::createInstance(L"Node").get()));
-  EXPECT_TRUE(PropertyFactory::setUpPropertyConverter(
-      PropertyConverterUnit<Celsius>::createInstance(L"Warmth").get()));
+  EXPECT_TRUE(setUp<PropertyConverterUnit<Unregistered>>(L"Node"));
+  EXPECT_TRUE(setUp<PropertyConverterUnit<Celsius>>(L"Warmth"));
   const auto error = [](const wchar_t* type, const String& rtti) {
-    return L"Property: (" + std::wstring(type) + L") has been setup error! RTTI class name(" + str(rtti) +
+    return std::wstring(L"Property: (") + type + L") has been setup error! RTTI class name(" + str(rtti) +
            L")";
   };
   EXPECT_EQ(log.errors, (Texts{error(L"Node", rttiOf<Unregistered>()), error(L"Warmth", rttiOf<Celsius>())}));
@@ -310,8 +312,7 @@ TEST(PropertyFactory, RefusesSecondRegistrations) {
 TEST(PropertyFactory, TearsDownByName) {
   const IPropertyAttribute& broken = *Stranger::createInstance()->getPropertyAttributes().at(L"broken");
   EXPECT_EQ(str(broken.getPropertyType()), L"");
-  PropertyFactory::setUpPropertyConverter(
-      PropertyConverterUnit<Unregistered>::createInstance(L"Passing").get());
+  setUp<PropertyConverterUnit<Unregistered>>(L"Passing");
   ASSERT_NE(converterOf(L"Passing"), nullptr);
   EXPECT_EQ(str(broken.getPropertyType()), L"Passing") << "attributes see the table as it is now";
   PropertyFactory::tearDownPropertyConverter(L"Passing");
@@ -327,8 +328,7 @@ TEST(PropertyFactory, FindsNothingOnceTheTableIsGone) {
       {
         property::deleteFactoryTables(nullptr);
         PropertyFactory::tearDownPropertyConverter(L"Node");
-        PropertyFactory::setUpPropertyConverter(
-            PropertyConverterUnit<Unregistered>::createInstance(L"Late").get());
+        setUp<PropertyConverterUnit<Unregistered>>(L"Late");
         const bool empty = !converterOf(L"Node") && !converterOf(L"Late") &&
                            !PropertyFactory::getPropertyConverterByRttiClassName(rttiOf<Node>());
         std::exit(empty ? 0 : 1);
