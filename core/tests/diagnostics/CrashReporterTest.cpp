@@ -481,8 +481,11 @@ TEST(CrashReport, ValuesAreRenderedByTheirType) {
     std::string text;
   };
   const Case cases[] = {
+      {{Kind::UserDefined, 0, "Point", 8, 0}, at(&word), "(Point) " + shown(&word)},
+      {{Kind::UserDefined, 1, "Point", 8, 0}, at(&text), "(Point *) " + shown(text)},
       {{Kind::UserDefined, 2, "Point", 8, 0}, at(&twoLevels), "(Point **) " + shown(&twoLevels)},
       {{Kind::Enumeration, 0, "", 4, 0}, at(&negative), "-5"},
+      {{Kind::Function, 1, "", 0, 0}, at(&text), shown(text)},
       {{Kind::Base, 1, "", 1, DW_ATE_signed_char}, at(&text), shown(text) + " \"the text\""},
       {{Kind::Base, 1, "", 1, DW_ATE_signed_char}, at(&longPointer),
        (shown(longPointer) + " \"" + longText).substr(0, 255)},
