@@ -204,7 +204,6 @@ TEST(PropertyModel, ReadsAndWritesFramedTexts) {
       {L"", L"null", nullptr},
       {L" \t\n", L"null", nullptr},
       {L" :Node{ nil } ", L"null", nullptr},
-      {L":{}", L"", nullptr},  // A bare Property writes nothing.
       {L":Node{temperature{1}}", L":Node{child{nil}temperature{1}}", nullptr},
       {L":Leaf{extra{2}} :Node{temperature{1}}", L":Leaf{child{nil}extra{2}temperature{0}}", nullptr},
       {L"Node{temperature{1}}", L"null", nullptr},
@@ -213,6 +212,10 @@ TEST(PropertyModel, ReadsAndWritesFramedTexts) {
       {L":Node{temperature{1}", L"null", kBadItem},
       {L":Celsius{1}", L"null", kSetFault}};
   expectReads(cases, [](const wchar_t* text) { return framed(PropertyReader::getPropertyClass(text)); });
+  const THandle<Property> bare = PropertyReader::getPropertyClass(L":{}");
+  ASSERT_TRUE(bare);
+  EXPECT_STREQ(bare->getClassName(), L"Property");
+  EXPECT_EQ(str(PropertyWriter::getPropertyString(bare.get())), L"");
   EXPECT_EQ(str(PropertyWriter::getPropertyString(nullptr)), L"");
   EXPECT_EQ(str(PropertyWriter::getPropertyString(Orphan::createInstance().get())),
             L"child{nil}mark{0}temperature{0}");
