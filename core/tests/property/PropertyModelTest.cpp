@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <string>
 #include <thread>
+#include <tuple>
 
 #include "diagnostics/DiagnosticsSupport.h"
 #include "diagnostics/LogCollector.h"
@@ -267,24 +268,19 @@ TEST(PropertyModel, GrowingTextBecomesTheString) {
 }
 
 TEST(PropertyFactory, FindsConvertersByBothNames) {
-  struct Row {
-    const wchar_t* type;
-    String rtti;
-    bool unit;
-    const wchar_t* className;
-  };
-  const Row rows[] = {
+  // A type, its run-time type name, whether it converts values, the converter's class.
+  const std::tuple<const wchar_t*, String, bool, const wchar_t*> rows[] = {
       {L"Node", rttiOf<Node>(), false, L"PropertyConverter"},
       {L"NodeArray", rttiOf<std::vector<THandle<Node>>>(), true, L"PropertyConverterUnit"},
       {L"Celsius", rttiOf<Celsius>(), true, L"PropertyConverterUnit"},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.type);
-    IPropertyConverter* converter = converterOf(row.type);
+  for (const auto& [type, rtti, unit, className] : rows) {
+    SCOPED_TRACE(type);
+    IPropertyConverter* converter = converterOf(type);
     ASSERT_NE(converter, nullptr);
-    EXPECT_EQ(PropertyFactory::getPropertyConverterByRttiClassName(row.rtti), converter);
-    EXPECT_EQ(converter->isUnitProperty(), row.unit);
-    EXPECT_STREQ(converter->getClassName(), row.className);
+    EXPECT_EQ(PropertyFactory::getPropertyConverterByRttiClassName(rtti), converter);
+    EXPECT_EQ(converter->isUnitProperty(), unit);
+    EXPECT_STREQ(converter->getClassName(), className);
   }
   EXPECT_EQ(converterOf(L"Orphan"), nullptr);
 }

@@ -100,18 +100,12 @@ TEST_F(SystemTest, StartRunsInitTheLoopAndExit) {
   }
 }
 
-// A timing case: a script of steps and the calls the task sees. Steps: pN
+// Each case: what it shows, a script of steps, the calls the task sees. Steps: pN
 // pass at N, m merge only (no clock reading: the next pass is the first), tN
 // period, sN sleep, w waken, z/r the task is sleeping/running, x stop, + start
 // again, e no record is left, cN each call takes N on the clock from now on.
-struct TimingCase {
-  const char* what;
-  const char* script;
-  Calls calls;
-};
-
 TEST_F(SystemTest, TimeDeliveredToATask) {
-  const TimingCase cases[] = {
+  const std::tuple<const char*, const char*, Calls> cases[] = {
       {"period 0: every pass", "p0 p7 p7 p20", {{7, 7}, {7, 0}, {20, 13}}},
       {"the first pass delivers nothing", "m p777", {{777, 0}}},
       {"a period's remainder is dropped", "p0 t100 p60 p120 p240", {{120, 120}, {240, 120}}},
@@ -122,11 +116,12 @@ TEST_F(SystemTest, TimeDeliveredToATask) {
       {"a call's time counts for the next pass", "c25 p0 p10 p50", {{10, 10}, {50, 40}}},
       {"a stop right after the start is dropped at the merge", "x p0 p5 e", {}},
       {"a restart after a stop runs alone, with period 0", "p0 t1000 p10 x + p20 p30 x p40 e", {{30, 10}}}};
-  for (const TimingCase& c : cases) {
-    SCOPED_TRACE(c.what);
+  for (const auto& [what, script, calls] : cases) {
+    SCOPED_TRACE(what);
     THandle<ScriptedSystem> s(new ScriptedSystem);
     THandle<RecordingTask> t = newTask();
     std::uint32_t cost = 0;
+    std::istringstream steps(script);
     t->onCall = [&](RecordingTask&) { fakeNow += cost; };
     s->script = [&](ScriptedSystem& loop) {
       const std::map<char, std::function<void(std::uint32_t)>> run = {
@@ -142,7 +137,6 @@ TEST_F(SystemTest, TimeDeliveredToATask) {
           {'+', [&](std::uint32_t) { EXPECT_TRUE(t->start(&loop)); }},
           {'e', [&](std::uint32_t) { EXPECT_EQ(loop.getReferenceCount(), 1u) << "a record is left"; }}};
       t->start(&loop);
-      std::istringstream steps(c.script);
       for (char step; steps >> step;) {
         std::uint32_t value = 0;
         if (std::isdigit(steps.peek())) steps >> value;
@@ -151,7 +145,7 @@ TEST_F(SystemTest, TimeDeliveredToATask) {
     };
     s->load();
     s->start();
-    EXPECT_EQ(t->calls, c.calls);
+    EXPECT_EQ(t->calls, calls);
   }
 }
 
