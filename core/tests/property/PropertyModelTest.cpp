@@ -44,19 +44,15 @@ std::wstring framed(const THandle<Property>& object) {
 }
 
 // A text read by `read`, what the reading gives, and the one error it logs.
-struct ReadCase {
-  const wchar_t* text;
-  std::wstring result;
-  const wchar_t* error;
-};
+using ReadCase = std::tuple<const wchar_t*, std::wstring, const wchar_t*>;
 
 template <std::size_t N, class Read>
 void expectReads(const ReadCase (&cases)[N], Read read) {
-  for (const ReadCase& c : cases) {
-    SCOPED_TRACE(c.text);
+  for (const auto& [text, result, error] : cases) {
+    SCOPED_TRACE(text);
     LogCollector log;
-    EXPECT_EQ(read(c.text), c.result);
-    EXPECT_EQ(log.errors, c.error ? Texts{c.error} : Texts{});
+    EXPECT_EQ(read(text), result);
+    EXPECT_EQ(log.errors, error ? Texts{error} : Texts{});
   }
 }
 
