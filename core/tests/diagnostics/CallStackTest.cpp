@@ -1,17 +1,15 @@
 // CallStack and DebugHelper: the chunked storage, the two captures and the
 // walks along a broken chain, the dump and its callbacks, and the debug
 // library that resolves addresses.
-#include <gtest/gtest.h>
-
 #include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <orvo/core/DebugHelper.h>
 #include <signal.h>
 
 #include <algorithm>
-#include <atomic>
 #include <functional>
+#include <latch>
 #include <thread>
-
-#include <orvo/core/DebugHelper.h>
 
 #include "diagnostics/DebugSymbols.h"
 #include "diagnostics/DiagnosticsSupport.h"
@@ -131,7 +129,7 @@ void onAlternateSignalStack(const std::function<void()>& work) {
   const stack_t alternate{memory.data(), 0, memory.size()};
   stack_t previousStack;
   ASSERT_EQ(sigaltstack(&alternate, &previousStack), 0);
-  struct sigaction action {}, previousAction;
+  struct sigaction action = {}, previousAction;
   action.sa_handler = [](int) { (*pending)(); };
   action.sa_flags = SA_ONSTACK;
   sigemptyset(&action.sa_mask);
@@ -223,9 +221,9 @@ TEST(FramePointerWalk, CorruptChainOnAThreadEndsBothWalksAtTheCorruptFrame) {
     // past the stack, cut by its end, unaligned.
     const std::uintptr_t nowhere[] = {0xDEAD0000BEEF0000u, ~std::uintptr_t{15}, 0x10};
     for (std::uintptr_t corrupt : nowhere) EXPECT_GE(captureWithCorruptFrame(corrupt, false), 4u);
-    for (std::uintptr_t corrupt : {nowhere[0], nowhere[1], nowhere[2], std::uintptr_t{0},
-                                   stack.high + (1u << 20), stack.high - 8,
-                                   platform::currentFramePointer() + 12}) {
+    for (std::uintptr_t corrupt :
+         {nowhere[0], nowhere[1], nowhere[2], std::uintptr_t{0}, stack.high + (1u << 20), stack.high - 8,
+          platform::currentFramePointer() + 12}) {
       // The capture's own frame and the corrupt function's are all it records.
       EXPECT_EQ(captureWithCorruptFrame(corrupt, true), 2u) << corrupt;
     }
@@ -239,8 +237,9 @@ TEST(DebugHelper, FailedLoadsAreLoggedByNameAndLeaveTheExportedSymbols) {
   const auto own = reinterpret_cast<std::uintptr_t>(&captureInner) + 1;
   const std::pair<const char*, const wchar_t*> loads[] = {
       {"libnone.so.9", L"DebugHelper: Unable to load libnone.so.9."},
-      {"libm.so.6", L"DebugHelper: The procedure entry point dwfl_begin could not be located in "
-                    L"the dynamic link library libm.so.6."}};  // The first one looked up.
+      {"libm.so.6",
+       L"DebugHelper: The procedure entry point dwfl_begin could not be located in "
+       L"the dynamic link library libm.so.6."}};  // The first one looked up.
   for (const auto& [library, message] : loads) {
     LogCollector log;
     platform::DwarfLibrary debugLibrary;
@@ -262,15 +261,10 @@ TEST(DebugHelper, FailedLoadsAreLoggedByNameAndLeaveTheExportedSymbols) {
 TEST(DebugHelper, OneInstanceForAllThreadsFindsModulesLoadedLater) {
   std::vector<DebugHelper*> seen(16);
   std::vector<std::thread> threads;
-  std::atomic<int> ready{0};  // All at once, so that some wait while the first makes it.
+  std::latch ready(16);  // All at once, so that some wait while the first makes it.
   for (auto& slot : seen) {
-    threads.emplace_back([&] {
-      for (++ready; ready < 17;) std::this_thread::yield();
-      slot = &DebugHelper::getDebugHelper();
-    });
+    threads.emplace_back([&] { ready.arrive_and_wait(), slot = &DebugHelper::getDebugHelper(); });
   }
-  while (ready < 16) std::this_thread::yield();
-  ++ready;
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(std::count(seen.begin(), seen.end(), &DebugHelper::getDebugHelper()), 16);
   platform::DwarfLibrary symbols;  // One of its own: no exported symbols to fall back on.

@@ -1,13 +1,15 @@
 // The main loop and its Tasks, driven by a clock that the tests set by hand.
 #include <gtest/gtest.h>
 
-#include <tuple>
+#include <cctype>
+#include <map>
+#include <sstream>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include "runtime/ScriptedSystem.h"
-#include "text/StringTestSupport.h"
 
 namespace orvo {
 namespace {
@@ -33,12 +35,6 @@ class RecordingTask : public System::Task {
 class SystemTest : public FakeClockTest {
  protected:
   static THandle<RecordingTask> newTask() { return THandle<RecordingTask>(new RecordingTask); }
-  // Loads and starts the System with `loop` as its main loop.
-  void run(std::function<void(ScriptedSystem&)> loop) {
-    system->script = std::move(loop);
-    ASSERT_TRUE(system->load());
-    system->start();
-  }
 
   THandle<ScriptedSystem> system{new ScriptedSystem};
   THandle<RecordingTask> task = newTask();
@@ -46,13 +42,17 @@ class SystemTest : public FakeClockTest {
 
 TEST_F(SystemTest, OnlyALoadedSystemStartsAndOnlyAStartedTaskActs) {
   task->stop();
-  EXPECT_EACH({{task->setTickTime(10), false}, {task->sleep(10), false}, {task->waken(), false},
-               {task->getSystem() == nullptr, true}, {task->start(nullptr), false},
-               {task->start(system.get()), false}});  // Unloaded.
+  EXPECT_FALSE(task->setTickTime(10));
+  EXPECT_FALSE(task->sleep(10));
+  EXPECT_FALSE(task->waken());
+  EXPECT_EQ(task->getSystem(), nullptr);
+  EXPECT_FALSE(task->start(nullptr));
+  EXPECT_FALSE(task->start(system.get())) << "unloaded";
   system->start();
   EXPECT_EQ(system->getState(), System::StateUnloaded);
   ASSERT_TRUE(system->load());
-  EXPECT_EACH({{system->load(), false}, {task->start(system.get()), false}});  // Loaded.
+  EXPECT_FALSE(system->load());
+  EXPECT_FALSE(task->start(system.get())) << "loaded";
   system->unload();
   EXPECT_EQ(system->getState(), System::StateLoaded);
   EXPECT_TRUE(system->shutdown());
@@ -100,57 +100,52 @@ TEST_F(SystemTest, StartRunsInitTheLoopAndExit) {
   }
 }
 
-enum Op { Pass, Period, Sleep, Waken, State, MergeOnly, Stop, Start, NoRecordLeft };
-struct TimingCase {
-  const char* what;
-  std::uint32_t costOfACall;  // Clock time that each call takes.
-  std::vector<std::pair<Op, std::uint32_t>> steps;
-  Calls calls;
-};
-
+// Each case: what it shows, a script of steps, the calls the task sees. Steps: pN
+// pass at N, m merge only (no clock reading: the next pass is the first), tN
+// period, sN sleep, w waken, z/r the task is sleeping/running, x stop, + start
+// again, e no record is left, cN each call takes N on the clock from now on.
 TEST_F(SystemTest, TimeDeliveredToATask) {
-  const TimingCase cases[] = {
-      {"period 0: every pass", 0, {{Pass, 0}, {Pass, 7}, {Pass, 7}, {Pass, 20}}, {{7, 7}, {7, 0}, {20, 13}}},
-      {"the first pass delivers nothing", 0, {{MergeOnly, 0}, {Pass, 777}}, {{777, 0}}},
-      {"the remainder over a period is dropped", 0, {{Pass, 0}, {Period, 100}, {Pass, 60}, {Pass, 120},
-       {Pass, 180}, {Pass, 240}, {Pass, 300}, {Pass, 360}}, {{120, 120}, {240, 120}, {360, 120}}},
-      {"a sleep ends when its time has passed", 0, {{Pass, 0}, {Period, 1000}, {Pass, 1000}, {Pass, 1400},
-       {Sleep, 500}, {State, TaskSleeping}, {Pass, 1450}, {Pass, 1500}, {State, TaskRunning}},
-       {{1000, 1000}, {1500, 500}}},
-      {"sleep 0 ends at the next pass", 0, {{Pass, 0}, {Period, 1000}, {Sleep, 0}, {Pass, 3}}, {{3, 3}}},
-      {"waken ends a sleep but not the period", 0, {{Pass, 0}, {Period, 100}, {Waken, 0}, {State, TaskRunning},
-       {Sleep, 10000}, {Pass, 50}, {Waken, 0}, {State, TaskRunning}, {Pass, 90}, {Pass, 100}}, {{100, 100}}},
-      {"the clock wraps", 0, {{Pass, 0xFFFFFFF0u}, {Pass, 0x10}}, {{0x10, 0x20}}},
-      {"the time of a call counts for the next pass", 25, {{Pass, 0}, {Pass, 10}, {Pass, 50}}, {{10, 10}, {50, 40}}},
-      {"a stop right after the start is dropped at the merge", 0, {{Stop, 0}, {Pass, 0}, {Pass, 5}, {NoRecordLeft, 0}},
-       {}},
-      {"after a stop and a new start only the new start runs, with period 0", 0, {{Pass, 0}, {Period, 1000},
-       {Pass, 10}, {Stop, 0}, {Start, 0}, {Pass, 20}, {Pass, 30}, {Stop, 0}, {Pass, 40}, {NoRecordLeft, 0}},
-       {{30, 10}}},
-  };
-  for (const TimingCase& c : cases) {
+  const std::tuple<const char*, const char*, Calls> cases[] = {
+      {"period 0: every pass", "p0 p7 p7 p20", {{7, 7}, {7, 0}, {20, 13}}},
+      {"the first pass delivers nothing", "m p777", {{777, 0}}},
+      {"a period's remainder is dropped", "p0 t100 p60 p120 p240", {{120, 120}, {240, 120}}},
+      {"a sleep ends on time", "p0 t1000 p1000 p1400 s500 z p1450 p1500 r", {{1000, 1000}, {1500, 500}}},
+      {"sleep 0 ends at the next pass", "p0 t1000 s0 p3", {{3, 3}}},
+      {"waken ends a sleep but not the period", "p0 t100 w r s10000 p50 w r p90 p100", {{100, 100}}},
+      {"the clock wraps", "p4294967280 p16", {{0x10, 0x20}}},
+      {"a call's time counts for the next pass", "c25 p0 p10 p50", {{10, 10}, {50, 40}}},
+      {"a stop right after the start is dropped at the merge", "x p0 p5 e", {}},
+      {"a restart after a stop runs alone, with period 0", "p0 t1000 p10 x + p20 p30 x p40 e", {{30, 10}}}};
+  for (const auto& [what, script, calls] : cases) {
+    SCOPED_TRACE(what);
     THandle<ScriptedSystem> s(new ScriptedSystem);
     THandle<RecordingTask> t = newTask();
-    t->onCall = [&](RecordingTask&) { fakeNow += c.costOfACall; };
+    std::uint32_t cost = 0;
+    std::istringstream steps(script);
+    t->onCall = [&](RecordingTask&) { fakeNow += cost; };
     s->script = [&](ScriptedSystem& loop) {
+      const std::map<char, std::function<void(std::uint32_t)>> run = {
+          {'p', [&](std::uint32_t now) { loop.passAt(now); }},
+          {'c', [&](std::uint32_t time) { cost = time; }},
+          {'m', [&](std::uint32_t) { loop.onTick(0); }},
+          {'t', [&](std::uint32_t period) { EXPECT_TRUE(t->setTickTime(period)); }},
+          {'s', [&](std::uint32_t time) { EXPECT_TRUE(t->sleep(time)); }},
+          {'w', [&](std::uint32_t) { EXPECT_TRUE(t->waken()); }},
+          {'z', [&](std::uint32_t) { EXPECT_EQ(t->getTaskState(), TaskSleeping); }},
+          {'r', [&](std::uint32_t) { EXPECT_EQ(t->getTaskState(), TaskRunning); }},
+          {'x', [&](std::uint32_t) { t->stop(); }},
+          {'+', [&](std::uint32_t) { EXPECT_TRUE(t->start(&loop)); }},
+          {'e', [&](std::uint32_t) { EXPECT_EQ(loop.getReferenceCount(), 1u) << "a record is left"; }}};
       t->start(&loop);
-      for (const auto& [op, value] : c.steps) {
-        switch (op) {
-          case Pass: loop.passAt(value); break;
-          case MergeOnly: loop.onTick(0); break;  // No clock reading: the next pass is the first.
-          case Period: EXPECT_TRUE(t->setTickTime(value)); break;
-          case Sleep: EXPECT_TRUE(t->sleep(value)); break;
-          case Waken: EXPECT_TRUE(t->waken()); break;
-          case State: EXPECT_EQ(t->getTaskState(), static_cast<ETaskState>(value)) << c.what; break;
-          case Stop: t->stop(); break;
-          case Start: EXPECT_TRUE(t->start(&loop)); break;
-          case NoRecordLeft: EXPECT_EQ(loop.getReferenceCount(), 1u) << c.what; break;
-        }
+      for (char step; steps >> step;) {
+        std::uint32_t value = 0;
+        if (std::isdigit(steps.peek())) steps >> value;
+        run.at(step)(value);
       }
     };
     s->load();
     s->start();
-    EXPECT_EQ(t->calls, c.calls) << c.what;
+    EXPECT_EQ(t->calls, calls);
   }
 }
 
@@ -166,7 +161,7 @@ TEST_F(SystemTest, WalkRunsNewestFirstAndSurvivesATaskStoppingItself) {
       if (id == 3) self.stop();  // Its last holder: it dies in its own call.
     };
   }
-  run([&](ScriptedSystem& s) {
+  system->script = [&](ScriptedSystem& s) {
     for (int id : {0, 1}) tasks[id]->start(&s);
     s.passAt(0);
     for (int id : {2, 3}) tasks[id]->start(&s);
@@ -179,9 +174,11 @@ TEST_F(SystemTest, WalkRunsNewestFirstAndSurvivesATaskStoppingItself) {
     EXPECT_EQ(s.getReferenceCount(), records) << "the dead record is kept until the next pass";
     s.passAt(3);
     EXPECT_EQ(s.getReferenceCount(), records - 1) << "the dead record was not erased";
-    tasks.clear();  // Their records hold them now.
+    tasks.clear();    // Their records hold them now.
     task->start(&s);  // Never merged.
-  });
+  };
+  system->load();
+  system->start();
   EXPECT_EQ(order, (std::vector<int>{1, 0, 3, 2, 1, 0, 2, 1, 0}));
   EXPECT_EQ(RecordingTask::live, before) << "exit did not stop a task";
   EXPECT_EQ(task->getTaskState(), TaskStopped);
