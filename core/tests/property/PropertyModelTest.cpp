@@ -260,7 +260,9 @@ TEST(PropertyModel, GrowingTextBecomesTheString) {
   EXPECT_EQ(str(text.finish()), L"") << "empty after finish";
   text.push(L'a');
   text.append(std::wstring_view(part.data(), std::size_t{1} << 40));
-  EXPECT_EQ(str(text.finish()), L"");
+  text.appendFramed(String(L"b"));
+  text.push(L'c');
+  EXPECT_EQ(str(text.finish()), L"") << "a text that lost a part stays lost";
 }
 
 TEST(PropertyFactory, FindsConvertersByBothNames) {
