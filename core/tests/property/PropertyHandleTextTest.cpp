@@ -24,9 +24,8 @@ void expectRoundTrip(const Container& value, const wchar_t* expected, std::size_
   Container back;
   convertPropertyToClass(text, back);
   ASSERT_EQ(back.size(), readBack);
-  String again;
-  convertPropertyToString(back, again);
-  EXPECT_STREQ(again.getBuffer(), expected) << "read back, the objects write another text";
+  convertPropertyToString(back, text);
+  EXPECT_STREQ(text.getBuffer(), expected) << "read back, the objects write another text";
 }
 
 TEST(PropertyHandleText, ContainersWriteWhatReadsBack) {
