@@ -20,6 +20,15 @@ const IPropertyConverter* converterOfClass(const Property& object) {
   return PropertyFactory::getPropertyConverterByRttiClassName(IPropertyConverter::rttiClassNameOf(typeid(object)));
 }
 
+// The text becomes the item "property:Type{...}" of a carrier whose one
+// attribute, "property", holds any Property: the class converter that Type
+// names makes the object.
+THandle<Property> objectOfFramed(std::wstring_view framed) {
+  const THandle<DummyProperty> carrier = DummyProperty::createInstance();
+  property::setItems(*carrier, framed, L"property");
+  return carrier->getHeldProperty();
+}
+
 }  // namespace
 
 THandle<Property> PropertyReader::getPropertyClass(const String& text) {
@@ -28,12 +37,7 @@ THandle<Property> PropertyReader::getPropertyClass(const String& text) {
   while (!framed.empty() && blank(framed.front())) framed.remove_prefix(1);
   while (!framed.empty() && blank(framed.back())) framed.remove_suffix(1);
   if (framed.empty()) return THandle<Property>();
-  // The text becomes the item "property:Type{...}" of a carrier whose one
-  // attribute, "property", holds any Property: the class converter that Type
-  // names makes the object.
-  const THandle<DummyProperty> carrier = DummyProperty::createInstance();
-  property::setItems(*carrier, framed, L"property");
-  return carrier->getHeldProperty();
+  return objectOfFramed(framed);
 }
 
 // The frame is written first and taken back if no attribute text follows,
@@ -63,16 +67,17 @@ String PropertyWriter::getPropertyString(const Property* object) {
 }
 
 void PropertyHandleText::read(const String& text, Sink sink, void* context) {
-  property::PropertyTextReader reader(viewOf(text));
-  std::wstring framed;
+  const std::wstring_view whole = viewOf(text);
+  property::PropertyTextReader reader(whole);
   for (reader.skip(); !reader.atEnd(); reader.skip()) {
-    const property::PropertyTextReader::Item item = reader.readItem();
-    framed.assign(L":");
-    framed.append(item.type);
-    framed += L'{';
-    framed.append(item.value);
-    framed += L'}';
-    sink(context, stringOf(item.name), PropertyReader::getPropertyClass(stringOf(framed)));
+    const std::wstring_view name = reader.readName();
+    const auto start = static_cast<std::size_t>(reader.position());
+    reader.readType();
+    reader.readValue();
+    // The item's ":Type{...}" as it stands, read as getPropertyClass reads
+    // it; "{...}" without a type reads as ":{...}" does.
+    const std::wstring_view framed = whole.substr(start, static_cast<std::size_t>(reader.position()) - start);
+    sink(context, stringOf(name), objectOfFramed(framed));
   }
 }
 
