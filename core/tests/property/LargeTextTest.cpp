@@ -38,7 +38,7 @@ void expectGivenBack(String& text) {
   }
 }
 
-TEST(LargeText, GrowingTextKeepsItsUnitsAcrossEveryMove) {
+TEST(LargeText, GrowingTextKeepsEveryUnitAcrossItsMovesOrNone) {
   property::GrowingText text;
   std::wstring expected;
   for (int i = 0; expected.size() < 3 * platform::kHugePageBytes / sizeof(wchar_t); ++i) {
@@ -50,9 +50,13 @@ TEST(LargeText, GrowingTextKeepsItsUnitsAcrossEveryMove) {
   String made = text.finish();
   ASSERT_EQ(made.getLength(), static_cast<int>(expected.size()));
   EXPECT_TRUE(std::wstring(made.getBuffer()) == expected) << "the units differ";
+  EXPECT_EQ(std::wstring(text.finish().getBuffer()), L"") << "empty after finish";
+  text.push(L'a');
+  text.append(std::wstring_view(expected.data(), std::size_t{1} << 40));  // refused before a unit is read
+  text.appendFramed(String(L"b"));
+  EXPECT_EQ(std::wstring(text.finish().getBuffer()), L"") << "a text that lost a part stays lost";
+  text.append(expected);  // dropped unfinished: AddressSanitizer reports a block freed the wrong way
   expectGivenBack(made);
-  property::GrowingText unfinished;
-  unfinished.append(expected);  // dropped unfinished: AddressSanitizer reports a block freed the wrong way
 }
 
 // A brace table of a huge page and more: 300,000 frames of 8 bytes.

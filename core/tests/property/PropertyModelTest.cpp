@@ -246,25 +246,6 @@ TEST(PropertyModel, ContainersOfHandlesKeepClassesAndKeys) {
   EXPECT_EQ(str(writer.finish()), L"empty:Property{}orphanchild{nil}mark{0}temperature{0}");
 }
 
-// The buffer texts are written into, and its refusal of a text beyond a
-// String's size, which it checks before touching the part.
-TEST(PropertyModel, GrowingTextBecomesTheString) {
-  property::GrowingText text;
-  const std::wstring part(100, L'x');
-  for (int i = 0; i < 30; ++i) text.append(part);
-  text.truncate(2999);
-  text.push(L'!');
-  const String made = text.finish();
-  EXPECT_EQ(str(made), std::wstring(2999, L'x') + L"!");
-  EXPECT_EQ(made.getLength(), 3000);
-  EXPECT_EQ(str(text.finish()), L"") << "empty after finish";
-  text.push(L'a');
-  text.append(std::wstring_view(part.data(), std::size_t{1} << 40));
-  text.appendFramed(String(L"b"));
-  text.push(L'c');
-  EXPECT_EQ(str(text.finish()), L"") << "a text that lost a part stays lost";
-}
-
 TEST(PropertyFactory, FindsConvertersByBothNames) {
   // A type, its run-time type name, whether it converts values, the converter's class.
   const std::tuple<const wchar_t*, String, bool, const wchar_t*> rows[] = {
