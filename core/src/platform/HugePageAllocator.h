@@ -37,8 +37,7 @@ struct HugePageAllocator {
   friend bool operator==(const HugePageAllocator&, const HugePageAllocator&) noexcept { return true; }
 
  private:
-  // Decided by the count alone, so that deallocate finds the way allocate took.
-  static bool mapped(std::size_t count) { return count >= kHugePageBytes / sizeof(T) && hugePagesAvailable(); }
+  static bool mapped(std::size_t count) { return wantsHugePages(count * sizeof(T)); }
 };
 
 }  // namespace orvo::platform

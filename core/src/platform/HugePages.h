@@ -21,6 +21,11 @@ inline constexpr std::size_t kHugePageBytes = std::size_t{2} << 20;
 // True if the kernel backs marked blocks with huge pages; read once.
 bool hugePagesAvailable();
 
+// True if a block of `bytes` is worth mapping on its own: a huge page or
+// more, where the kernel offers huge pages. The size alone decides, so that
+// whoever frees a block knows the way it was taken.
+inline bool wantsHugePages(std::size_t bytes) { return bytes >= kHugePageBytes && hugePagesAvailable(); }
+
 // A block of `bytes`, aligned to a huge page and marked for huge pages; null
 // if the system refuses. Its pages read as zero until written.
 void* mapHugeBlock(std::size_t bytes);

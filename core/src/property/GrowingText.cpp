@@ -31,15 +31,18 @@ void freeBlock(Data* data) {
 GrowingText::~GrowingText() { release(); }
 
 void GrowingText::release() noexcept {
-  if (_mapped) {
+  if (mapped()) {
     platform::unmapHugeBlock(_block, bytesFor(_capacity));
   } else {
     std::free(_block);
   }
   _block = nullptr;
-  _mapped = false;
   _size = _capacity = 0;
 }
+
+// A block is mapped exactly when its capacity wants huge pages: the heap
+// serves a block until it would reach a huge page, the mapping from then on.
+bool GrowingText::mapped() const noexcept { return platform::wantsHugePages(bytesFor(_capacity)); }
 
 wchar_t* GrowingText::units() const noexcept {
   return reinterpret_cast<wchar_t*>(static_cast<char*>(_block) + kHeader);
@@ -49,9 +52,7 @@ bool GrowingText::grow(std::size_t needed) {
   if (needed > static_cast<std::size_t>(INT_MAX) / sizeof(wchar_t)) return false;
   std::size_t capacity = _capacity < 64 ? 64 : _capacity * 2;
   if (capacity < needed) capacity = needed;
-  if (_mapped || (bytesFor(capacity) >= platform::kHugePageBytes && platform::hugePagesAvailable())) {
-    return growMapped(capacity);
-  }
+  if (platform::wantsHugePages(bytesFor(capacity))) return growMapped(capacity);
   void* bigger = std::realloc(_block, bytesFor(capacity));
   if (!bigger) return false;
   _block = bigger;
@@ -63,13 +64,12 @@ bool GrowingText::grow(std::size_t needed) {
 bool GrowingText::growMapped(std::size_t capacity) {
   const std::size_t pages = (bytesFor(capacity) + platform::kHugePageBytes - 1) / platform::kHugePageBytes;
   const std::size_t bytes = pages * platform::kHugePageBytes;
-  void* bigger =
-      _mapped ? platform::resizeHugeBlock(_block, bytesFor(_capacity), bytes) : platform::mapHugeBlock(bytes);
+  const bool moving = !mapped();
+  void* bigger = moving ? platform::mapHugeBlock(bytes) : platform::resizeHugeBlock(_block, bytesFor(_capacity), bytes);
   if (!bigger) return false;
-  if (!_mapped) {
+  if (moving) {
     if (_block) std::memcpy(bigger, _block, bytesFor(_size));
     std::free(_block);
-    _mapped = true;
   }
   _block = bigger;
   _capacity = unitsIn(bytes);
@@ -104,7 +104,8 @@ String GrowingText::finish() {
     return String();
   }
   // Gives back what the doubling reserved beyond the text.
-  if (_mapped) {
+  const bool isMapped = mapped();
+  if (isMapped) {
     void* exact = platform::resizeHugeBlock(_block, bytesFor(_capacity), bytesFor(_size));
     if (!exact) {
       // Too many mappings to split this one: the text is copied instead.
@@ -118,10 +119,9 @@ String GrowingText::finish() {
   }
   units()[_size] = 0;
   const int length = static_cast<int>(_size);
-  void (*const destroy)(Data*) = _mapped ? &unmapStringBlock<wchar_t> : &freeBlock;
+  void (*const destroy)(Data*) = isMapped ? &unmapStringBlock<wchar_t> : &freeBlock;
   Data* data = new (_block) Data{destroy, static_cast<int>((_size + 1) * sizeof(wchar_t)), {length}, {1}, {}};
   _block = nullptr;
-  _mapped = false;
   _size = _capacity = 0;
   return StringBlock<wchar_t>::adopt(data);
 }

@@ -46,13 +46,13 @@ class GrowingText {
   // Room for `more` units beyond the text; false once the text has failed.
   bool reserveMore(std::size_t more);
   bool growMapped(std::size_t capacity);
+  bool mapped() const noexcept;
   void release() noexcept;
 
   void* _block = nullptr;
   std::size_t _size = 0;
   std::size_t _capacity = 0;  // units, without the terminator
   bool _failed = false;
-  bool _mapped = false;  // the block is a huge-page mapping, not a heap block
 };
 
 }  // namespace orvo::property

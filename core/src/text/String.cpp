@@ -157,8 +157,7 @@ void freeBlock(typename TString<T>::StringData* data) {
 // A block of a huge page or more, taken from the system in huge pages where
 // the kernel offers them (platform/HugePages.h says why); null otherwise.
 void* mapLargeBlock(std::size_t bytes) {
-  if (bytes < platform::kHugePageBytes || !platform::hugePagesAvailable()) return nullptr;
-  return platform::mapHugeBlock(bytes);
+  return platform::wantsHugePages(bytes) ? platform::mapHugeBlock(bytes) : nullptr;
 }
 
 }  // namespace
