@@ -1,7 +1,8 @@
 // CpuFeatures.h: what the processor offers beyond the x86-64 baseline.
 //
-// The UTF-8 codec has AVX2 loops and an AVX-512 decoder (Utf8Vector.h);
-// they are chosen at run time, so that the library still runs on any x86-64
+// The UTF-8 codec has AVX2 loops and an AVX-512 decoder (Utf8Vector.h), and
+// String's search a two-unit filter (WideSearch.h); they are chosen at run
+// time, so that the library still runs on any x86-64
 // processor. Until the library's static initialisers have run, the portable
 // loops are taken.
 // Tests limit the choice to check each path against the others. Shared by
@@ -28,3 +29,8 @@ inline bool hasAvx512() { return detail::simdInUse.load(std::memory_order_relaxe
 void limitSimd(Simd highest);
 
 }  // namespace orvo::platform
+
+// Marks a function that uses AVX2; it may run only where hasAvx2() says so.
+#define ORVO_AVX2 __attribute__((target("avx2,popcnt")))
+// Small helpers of those, kept inline so that vectors stay in registers.
+#define ORVO_AVX2_INLINE inline __attribute__((target("avx2,popcnt"), always_inline))

@@ -11,11 +11,6 @@
 #include "platform/CpuFeatures.h"
 #include "text/Utf8Codec.h"
 
-// Functions that use AVX2; they run only where hasAvx2() says so.
-#define ORVO_AVX2 __attribute__((target("avx2,popcnt")))
-// Small helpers of those, kept inline so that vectors stay in registers.
-#define ORVO_AVX2_INLINE inline __attribute__((target("avx2,popcnt"), always_inline))
-
 namespace orvo::platform {
 namespace {
 
@@ -146,6 +141,13 @@ class Avx2Validator {
     const __m256i aboveShort =
         _mm256_subs_epu8(_mm256_max_epu8(highest, _previous), _mm256_set1_epi8(static_cast<char>(0xDF)));
     return _mm256_testz_si256(aboveShort, aboveShort) != 0;
+  }
+
+  // Picks up after bytes that were checked elsewhere: `previous` holds the
+  // 32 bytes before the next block.
+  ORVO_AVX2 void resume(__m256i previous) {
+    _previous = previous;
+    _previousIncomplete = incompleteAtEnd(previous);
   }
 
   ORVO_AVX2 bool finish() {
@@ -460,6 +462,60 @@ ORVO_AVX2 std::size_t decodeWellFormedAvx2(const unsigned char* text, std::size_
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
+// With AVX-512 (F and BW), blocks of 64 bytes in which no byte is above
+// 0xDF, and no longer character is left open before them, are checked in
+// mask registers: a byte must be a continuation exactly where the byte
+// before it is a lead, and no lead may be C0 or C1. That is all that can go
+// wrong in ASCII and two-byte characters, the whole of Western text, and it
+// takes two thirds of the AVX2 check's time on such text. Blocks with longer
+// characters go to the AVX2 validator, which resumes after the 32 bytes
+// before them.
+ORVO_AVX512 bool validateAvx512(const unsigned char* text, std::size_t length, std::size_t& continuations) {
+  const __m512i highestShort = _mm512_set1_epi8(static_cast<char>(0xDF));
+  const __m512i firstLead = _mm512_set1_epi8(static_cast<char>(0xC0));
+  const __m512i firstValidLead = _mm512_set1_epi8(static_cast<char>(0xC2));
+  Avx2Validator validator;
+  // Whether the validator has seen the bytes right before position i.
+  bool validatorCurrent = true;
+  // Whether the three bytes before i open no character of three or four
+  // bytes, and whether the last of them is a lead.
+  bool shortBefore = true;
+  std::uint64_t leadBefore = 0;
+  std::uint64_t errors = 0;
+  std::size_t count = 0;
+  std::size_t i = 0;
+  for (; i + 64 <= length; i += 64) {
+    const __m512i block = _mm512_loadu_si512(text + i);
+    const std::uint64_t longer = _mm512_cmpgt_epu8_mask(block, highestShort);
+    if (longer == 0 && shortBefore) {
+      // Signed, continuations are the bytes below 0xC0 and above 0x7F.
+      const std::uint64_t continuation = _mm512_cmplt_epi8_mask(block, firstLead);
+      const std::uint64_t leads = _mm512_cmpge_epu8_mask(block, firstLead);
+      errors |= continuation ^ ((leads << 1) | leadBefore);
+      errors |= _mm512_mask_cmplt_epu8_mask(leads, block, firstValidLead);
+      leadBefore = leads >> 63;
+      count += static_cast<std::size_t>(__builtin_popcountll(continuation));
+      validatorCurrent = false;
+      continue;
+    }
+    if (!validatorCurrent) validator.resume(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + i - 32)));
+    count += validator.take(_mm512_castsi512_si256(block));
+    count += validator.take(_mm512_extracti64x4_epi64(block, 1));
+    validatorCurrent = true;
+    shortBefore = (longer >> 61) == 0;
+    leadBefore = text[i + 63] >= 0xC0;
+  }
+  if (!validatorCurrent) validator.resume(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + i - 32)));
+  for (; i + 32 <= length; i += 32) count += validator.take(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + i)));
+  if (i < length) {
+    alignas(32) unsigned char tail[32] = {};
+    std::memcpy(tail, text + i, length - i);
+    count += validator.take(_mm256_load_si256(reinterpret_cast<const __m256i*>(tail)));
+  }
+  continuations = count;
+  return validator.finish() && errors == 0;
+}
+
 ORVO_AVX512 std::size_t decodeWellFormedAvx512(const unsigned char* text, std::size_t length, wchar_t* target,
                                                std::size_t units, std::size_t& written) {
   const unsigned char* p = text;
@@ -600,7 +656,7 @@ ORVO_AVX2 std::size_t encodeAvx2(const wchar_t* text, std::size_t length, unsign
 
 
 constexpr Utf8VectorLoops kAvx2Loops = {validateAvx2, decodeWellFormedAvx2, extraBytesAvx2, encodeAvx2};
-constexpr Utf8VectorLoops kAvx512Loops = {validateAvx2, decodeWellFormedAvx512, extraBytesAvx2, encodeAvx2};
+constexpr Utf8VectorLoops kAvx512Loops = {validateAvx512, decodeWellFormedAvx512, extraBytesAvx2, encodeAvx2};
 
 }  // namespace
 

@@ -172,6 +172,27 @@ TEST(Utf8CodecPaths, VectorAndPortableMeasuresAgree) {
   }
 }
 
+// A character, whole or cut short, with its lead anywhere around the ends of
+// the first two 64-byte blocks, and a second one at distances around a
+// block behind it: the vector checks hand their state on from block to
+// block, and from the way they check Western text to the way they check the
+// rest.
+TEST(Utf8CodecPaths, CharactersAcrossBlockEndsAgree) {
+  const std::string pieces[] = {"\xC3\xA9", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xC3", "\xE2\x82"};
+  for (const std::string& first : pieces) {
+    for (std::size_t at = 56; at < 136; ++at) {
+      for (const std::string& second : pieces) {
+        for (std::size_t gap : {0, 1, 2, 5, 30, 62, 63, 64, 65, 70}) {
+          std::string text(220, 'a');
+          text.replace(at, first.size(), first);
+          text.replace(at + first.size() + gap, second.size(), second);
+          expectPathsAgree(text, first + " at " + std::to_string(at) + ", " + second + " after " + std::to_string(gap));
+        }
+      }
+    }
+  }
+}
+
 // --- One character at a time -------------------------------------------
 
 TEST(Utf8Primitives, CharToStringWritesTheLowSixteenBitsInOneToThreeBytes) {
