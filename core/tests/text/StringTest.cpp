@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "diagnostics/LogCollector.h"
+#include "platform/CpuFeatures.h"
 #include "text/StringBlock.h"
 #include "text/StringTestSupport.h"
 
@@ -42,6 +43,23 @@ TEST(StringBlocks, OnePointerWithTheHeaderInFrontOfAnExactBlock) {
       reinterpret_cast<const char*>(s.getBuffer()) - sizeof(String::StringData));
   EXPECT_EQ(header->size, 4 * kW);
   EXPECT_EQ((StringAnsi("ab") + "cde").getBufferLength(), 6);
+}
+
+// Whatever offset the heap gives, texts of 256 bytes and more start on a
+// 32-byte boundary. glibc's heap gives both offsets here, so blocks that had
+// to be moved up are among them, and freeing one from anywhere but where it
+// was allocated would abort.
+TEST(StringBlocks, LongTextsStartOnA32ByteBoundary) {
+  std::vector<String> texts;
+  std::vector<StringAnsi> narrow;
+  std::vector<std::vector<char>> spacers;
+  for (int i = 0; i < 40; ++i) {
+    spacers.emplace_back(static_cast<std::size_t>(8 + 16 * (i % 3)));
+    texts.emplace_back(std::wstring(static_cast<std::size_t>(63 + i * 7), L'w').c_str());
+    narrow.emplace_back(std::string(static_cast<std::size_t>(255 + i), 'n').c_str());
+    ASSERT_EQ(reinterpret_cast<std::uintptr_t>(texts.back().getBuffer()) % 32, 0u) << i;
+    ASSERT_EQ(reinterpret_cast<std::uintptr_t>(narrow.back().getBuffer()) % 32, 0u) << i;
+  }
 }
 
 TEST(StringBlocks, EveryEmptyStringSharesOneCountedBlock) {
@@ -235,6 +253,29 @@ TEST(StringFind, PositionsOfCharactersAndTexts) {
                     {u.find('x', 4), -1}, {u.find(0, 5), -1},
                     // A false start whose second unit differs.
                     {String(L"axcabc").find(L"abc"), 3}});
+}
+
+// Wide needles at every position of texts around the vector search's
+// blocks of eight and sixteen, among false starts that match one unit or two,
+// on the vector path and without it; std::wstring answers the same.
+TEST(StringFind, WideNeedlesAtEveryPositionOnEachPath) {
+  for (const platform::Simd path : {platform::Simd::Portable, platform::Simd::Avx2}) {
+    platform::limitSimd(path);
+    for (const std::wstring needle : {L"ab", L"abc", L"abcdefghij"}) {
+      for (std::size_t length = needle.size(); length <= 40; ++length) {
+        for (std::size_t at = 0; at + needle.size() <= length; ++at) {
+          std::wstring text(length, L'a');
+          for (std::size_t i = 1; i < length; i += 3) text[i] = L'b';  // "ab" and "abc"-less false starts
+          text.replace(at, needle.size(), needle);
+          const String s(text.c_str());
+          ASSERT_EQ(s.find(needle.c_str()), static_cast<int>(text.find(needle))) << text << " " << needle;
+          ASSERT_EQ(s.find(needle.c_str(), static_cast<int>(at) + 1), static_cast<int>(text.find(needle, at + 1)))
+              << text << " " << needle;
+        }
+      }
+    }
+  }
+  platform::limitSimd(platform::Simd::Avx512);
 }
 
 // --- Format ---------------------------------------------------------------
