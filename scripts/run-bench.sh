@@ -5,6 +5,9 @@
 # while a process has one thread), and prints one table of the figures listed
 # in bench/figures.tsv: medians of the repetitions, each beside its peer from
 # the same run on the same machine. JSON results go to build/bench/results/.
+# The repetitions of a program's benchmarks run interleaved in random order:
+# a virtual machine has slow spells of seconds, and this way a spell slows
+# the library and its peer alike instead of whichever ran during it.
 #
 #   --filter REGEX     run only the benchmarks whose names match
 #   --repetitions N    repetitions of each benchmark (default 5)
@@ -47,7 +50,8 @@ for program in "${programs[@]}"; do
     second=(-u ORVO_BENCH_SECOND_THREAD)
     [ "$process" = second ] && second=(ORVO_BENCH_SECOND_THREAD=1)
     env "${second[@]}" "$build/bench/bench_$program" --benchmark_format=json \
-      --benchmark_repetitions="$repetitions" --benchmark_report_aggregates_only=true \
+      --benchmark_repetitions="$repetitions" --benchmark_enable_random_interleaving=true \
+      --benchmark_report_aggregates_only=true \
       "${options[@]}" >"$results/$program.$process.json" \
       || { echo "bench_$program FAILED ($process process)" >&2; failed=1; }
   done
