@@ -1,10 +1,9 @@
 // CpuFeatures.h: what the processor offers beyond the x86-64 baseline.
 //
-// The UTF-8 codec has AVX2 loops and an AVX-512 decoder (Utf8Vector.h), and
-// String's search a two-unit filter (WideSearch.h); they are chosen at run
-// time, so that the library still runs on any x86-64
-// processor. Until the library's static initialisers have run, the portable
-// loops are taken.
+// The UTF-8 codec has AVX2 loops and an AVX-512 validator (Utf8Vector.h),
+// and String's search a two-unit filter (WideSearch.h); they are chosen at
+// run time, so that the library still runs on any x86-64 processor. Until
+// the library's static initialisers have run, the portable loops are taken.
 // Tests limit the choice to check each path against the others. Shared by
 // all threads: the choice is one atomic word.
 #pragma once

@@ -1,5 +1,5 @@
 // Utf8Vector.h: the UTF-8 codec's loops for processors with AVX2, with a
-// validator and a decoder of their own where AVX-512 is there too.
+// validator of its own where AVX-512 is there too.
 //
 // The codec (text/Utf8Codec.cpp) asks for them on each conversion. Where
 // the processor lacks AVX2, or limitSimd (CpuFeatures.h) rules it out, there
