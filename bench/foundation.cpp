@@ -3,12 +3,12 @@
 //                                     two questions for the thread's identity
 //   THandle copy and destroy      vs  std::shared_ptr copy and destroy
 //   uncontended SpinGuard         vs  std::lock_guard<std::mutex>
-//   SpinGuard, two threads        vs  std::lock_guard<std::mutex>, two threads
 //   one System pass over 1,000 period-0 tasks (per-task time reported)
 // The library and the C++ runtime count and lock without locked instructions
-// while the process has one thread. The two-thread cases run last, since the
-// first thread they start ends that for the rest of the run: run the others
-// once as they are and once with a second thread alive.
+// while the process has one thread, so no benchmark here starts a thread:
+// the first thread would end that for the rest of the run. run-bench.sh runs
+// the program once as it is and once with a second thread alive; the locks
+// under contention are bench/locks.cpp.
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 
@@ -108,25 +108,6 @@ void BM_StdMutexGuard_Uncontended(benchmark::State& state) {
 }
 BENCHMARK(BM_StdMutexGuard_Uncontended);
 
-// Both threads take the lock for a short piece of shared work, back to back.
-void BM_SpinGuard_Contended(benchmark::State& state) {
-  static SpinLock lock;
-  static long shared = 0;
-  for (auto _ : state) {
-    SpinGuard guard(lock);
-    benchmark::DoNotOptimize(++shared);
-  }
-}
-
-void BM_StdMutexGuard_Contended(benchmark::State& state) {
-  static std::mutex mutex;
-  static long shared = 0;
-  for (auto _ : state) {
-    std::lock_guard<std::mutex> guard(mutex);
-    benchmark::DoNotOptimize(++shared);
-  }
-}
-
 class IdleTask : public System::Task {
  public:
   void onTick(unsigned int) override {}
@@ -168,8 +149,6 @@ void BM_System_PassOverTasks(benchmark::State& state) {
 }
 BENCHMARK(BM_System_PassOverTasks)->Arg(1000);
 
-BENCHMARK(BM_SpinGuard_Contended)->Threads(2);
-BENCHMARK(BM_StdMutexGuard_Contended)->Threads(2);
 
 }  // namespace
 

@@ -7,7 +7,10 @@
 # the same run on the same machine. JSON results go to build/bench/results/.
 # The repetitions of a program's benchmarks run interleaved in random order:
 # a virtual machine has slow spells of seconds, and this way a spell slows
-# the library and its peer alike instead of whichever ran during it.
+# the library and its peer alike instead of whichever ran during it. So a
+# benchmark that starts threads lives in a program of its own (locks,
+# threads): run at a random point, it would end the single-threaded process
+# for the figures that follow it.
 #
 #   --filter REGEX     run only the benchmarks whose names match
 #   --repetitions N    repetitions of each benchmark (default 5)
