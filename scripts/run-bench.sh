@@ -10,7 +10,10 @@
 # the library and its peer alike instead of whichever ran during it. So a
 # benchmark that starts threads lives in a program of its own (locks,
 # threads): run at a random point, it would end the single-threaded process
-# for the figures that follow it.
+# for the figures that follow it. The programs in `in_order` keep running
+# each benchmark's repetitions together: they move tens of megabytes through
+# the heap, the page cache or child processes, and there the state that one
+# benchmark leaves behind would become part of the next one's figure.
 #
 #   --filter REGEX     run only the benchmarks whose names match
 #   --repetitions N    repetitions of each benchmark (default 5)
@@ -43,6 +46,7 @@ programs=()
 for source in "$root"/bench/*.cpp; do programs+=("$(basename "$source" .cpp)"); done
 cmake --build "$build" -j "$(nproc)" --target "${programs[@]/#/bench_}"
 
+in_order=" crash files memory_stream property_convert property_graph property_text service threads "
 results="$build/results"
 rm -rf "$results"
 mkdir -p "$results"
@@ -52,8 +56,10 @@ for program in "${programs[@]}"; do
     echo "running bench_$program ($process)" >&2
     second=(-u ORVO_BENCH_SECOND_THREAD)
     [ "$process" = second ] && second=(ORVO_BENCH_SECOND_THREAD=1)
+    interleave=true
+    [[ "$in_order" == *" $program "* ]] && interleave=false
     env "${second[@]}" "$build/bench/bench_$program" --benchmark_format=json \
-      --benchmark_repetitions="$repetitions" --benchmark_enable_random_interleaving=true \
+      --benchmark_repetitions="$repetitions" --benchmark_enable_random_interleaving="$interleave" \
       --benchmark_report_aggregates_only=true \
       "${options[@]}" >"$results/$program.$process.json" \
       || { echo "bench_$program FAILED ($process process)" >&2; failed=1; }
