@@ -99,19 +99,13 @@ TEST(PropertyConvertTest, ReadsAndWritesEachType) {
 // Each value that cannot be read raises its own message, code -1.
 TEST(PropertyConvertTest, RaisesOnTextThatDoesNotRead) {
   const std::pair<std::wstring, const wchar_t*> cases[] = {
-      {raisedBy<Buffer>(L"abc"), L"Buffer"},
-      {raisedBy<Point>(L"1 ,2"), L"Point"},
-      {raisedBy<Pointf>(L"1"), L"Pointf"},
-      {raisedBy<Rect>(L"1,2,3"), L"Rect"},
-      {raisedBy<Rectf>(L"1,2 ,3,4"), L"Rectf"},
-      {raisedBy<Vector2>(L"x,1"), L"Vector2"},
-      {raisedBy<Vector3>(L"1,2"), L"Vector3"},
-      {raisedBy<Vector4>(L""), L"Vector4"},
-      {raisedBy<Quaternion>(L"1;2;3;4"), L"Quaternion"},
-      {raisedBy<Time>(L"2012-13"), L"Time"},
+      {raisedBy<Buffer>(L"abc"), L"Buffer"},         {raisedBy<Point>(L"1 ,2"), L"Point"},
+      {raisedBy<Pointf>(L"1"), L"Pointf"},           {raisedBy<Rect>(L"1,2,3"), L"Rect"},
+      {raisedBy<Rectf>(L"1,2 ,3,4"), L"Rectf"},      {raisedBy<Vector2>(L"x,1"), L"Vector2"},
+      {raisedBy<Vector3>(L"1,2"), L"Vector3"},       {raisedBy<Vector4>(L""), L"Vector4"},
+      {raisedBy<Quaternion>(L"1;2;3;4"), L"Quaternion"}, {raisedBy<Time>(L"2012-13"), L"Time"},
       {raisedBy<Uuid>(L"00112233-4455-6677-8899-aabbccddeefg"), L"Uuid"},
-      {raisedBy<uuid_node_t>(L"a0b1c2d3e4f"), L"uuid_node_t"},
-  };
+      {raisedBy<uuid_node_t>(L"a0b1c2d3e4f"), L"uuid_node_t"}};
   for (const auto& [got, type] : cases) {
     EXPECT_EQ(got, std::wstring(L"-1 void convertPropertyToClass(String const &,") + type + L" &)");
   }
