@@ -143,6 +143,20 @@ class Avx2Validator {
     return _mm256_testz_si256(aboveShort, aboveShort) != 0;
   }
 
+  // Checks the bytes from `i` to `length`, 32 at a time; answers how many
+  // of them are continuations. The last ones are padded with zeros: ASCII,
+  // which ends any open sequence as too short.
+  ORVO_AVX2 std::size_t takeRest(const unsigned char* text, std::size_t i, std::size_t length) {
+    std::size_t count = 0;
+    for (; i + 32 <= length; i += 32) count += take(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + i)));
+    if (i < length) {
+      alignas(32) unsigned char tail[32] = {};
+      std::memcpy(tail, text + i, length - i);
+      count += take(_mm256_load_si256(reinterpret_cast<const __m256i*>(tail)));
+    }
+    return count;
+  }
+
   // Picks up after bytes that were checked elsewhere: `previous` holds the
   // 32 bytes before the next block.
   ORVO_AVX2 void resume(__m256i previous) {
@@ -219,14 +233,7 @@ ORVO_AVX2 bool validateAvx2(const unsigned char* text, std::size_t length, std::
     }
     count += validator.take(a) + validator.take(b) + validator.take(c) + validator.take(d);
   }
-  for (; i + 32 <= length; i += 32, ++blocks) count += validator.take(_mm256_loadu_si256(blocks));
-  if (i < length) {
-    // The last bytes, padded with zeros: ASCII, which ends any open sequence
-    // as too short.
-    alignas(32) unsigned char tail[32] = {};
-    std::memcpy(tail, text + i, length - i);
-    count += validator.take(_mm256_load_si256(reinterpret_cast<const __m256i*>(tail)));
-  }
+  count += validator.takeRest(text, i, length);
   const __m128i half =
       _mm_add_epi64(_mm256_castsi256_si128(shortCounts), _mm256_extracti128_si256(shortCounts, 1));
   continuations = count + static_cast<std::size_t>(_mm_cvtsi128_si64(half) + _mm_extract_epi64(half, 1));
@@ -506,13 +513,7 @@ ORVO_AVX512 bool validateAvx512(const unsigned char* text, std::size_t length, s
     leadBefore = text[i + 63] >= 0xC0;
   }
   if (!validatorCurrent) validator.resume(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + i - 32)));
-  for (; i + 32 <= length; i += 32) count += validator.take(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(text + i)));
-  if (i < length) {
-    alignas(32) unsigned char tail[32] = {};
-    std::memcpy(tail, text + i, length - i);
-    count += validator.take(_mm256_load_si256(reinterpret_cast<const __m256i*>(tail)));
-  }
-  continuations = count;
+  continuations = count + validator.takeRest(text, i, length);
   return validator.finish() && errors == 0;
 }
 
