@@ -17,8 +17,6 @@
 #include <cwchar>
 #include <string>
 
-#include "support/BenchmarkMain.h"
-
 namespace {
 
 using namespace orvo;
@@ -162,5 +160,9 @@ int main(int argc, char** argv) {
   benchmark::RegisterBenchmark("BM_Glibc_Backtrace_SameFrames", [](benchmark::State& state) {
     glibcBacktrace(state, fastWalkFrames);
   });
-  return runBenchmarks(argc, argv);
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
 }

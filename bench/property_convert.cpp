@@ -11,8 +11,6 @@
 
 #include <orvo/core/PropertyConvert.h>
 
-#include "support/BenchmarkMain.h"
-
 namespace {
 
 std::vector<int> sampleNumbers(long count) {
@@ -60,6 +58,4 @@ BENCHMARK(BM_PropertyConvert_WriteIntArray)->Arg(10000)->Arg(1000000)->Unit(benc
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  return runBenchmarks(argc, argv);
-}
+BENCHMARK_MAIN();

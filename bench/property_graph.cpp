@@ -26,8 +26,6 @@
 
 #include <orvo/core.h>
 
-#include "support/BenchmarkMain.h"
-
 namespace graph {
 
 using namespace orvo;
@@ -327,6 +325,4 @@ BENCHMARK(BM_RapidJsonGraph_Read)->Unit(benchmark::kMillisecond);
 
 }  // namespace graph
 
-int main(int argc, char** argv) {
-  return runBenchmarks(argc, argv);
-}
+BENCHMARK_MAIN();

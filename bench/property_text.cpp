@@ -11,14 +11,12 @@
 // huge pages where the kernel offers them.
 #include <benchmark/benchmark.h>
 
-
 #include <string>
 #include <string_view>
 
 #include <orvo/core/PropertyText.h>
 #include <orvo/core/String.h>
 
-#include "support/BenchmarkMain.h"
 #include "property/PropertyTextReader.h"
 
 namespace {
@@ -77,6 +75,4 @@ BENCHMARK(BM_PropertyText_Normalize)->Arg(10000)->Arg(100000)->Arg(1000000)->Uni
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  return runBenchmarks(argc, argv);
-}
+BENCHMARK_MAIN();

@@ -206,9 +206,7 @@ PropertyTextBuilder::~PropertyTextBuilder() = default;
 
 void PropertyTextBuilder::append(std::wstring_view part) { _text->append(part); }
 void PropertyTextBuilder::append(const String& part) { _text->append(part); }
-void PropertyTextBuilder::appendFramed(const String& element) {
-  _text->appendFramed(element);
-}
+void PropertyTextBuilder::appendFramed(const String& element) { _text->appendFramed(element); }
 String PropertyTextBuilder::take() { return _text->finish(); }
 
 }  // namespace detail

@@ -174,19 +174,22 @@ void freeMovedBlock(typename TString<T>::StringData* data) {
   ::operator delete[](static_cast<void*>(reinterpret_cast<char*>(data) - kHeapAlignment));
 }
 
-// A block of a huge page or more, taken from the system in huge pages where
-// the kernel offers them (platform/HugePages.h says why); null otherwise.
-void* mapLargeBlock(std::size_t bytes) {
-  return platform::wantsHugePages(bytes) ? platform::mapHugeBlock(bytes) : nullptr;
-}
-
-// A heap block of `bytes` whose text is aligned as kAlignedTextBytes says;
-// `destroy` becomes freeMovedBlock where the block had to be moved.
+// Memory for a block of `bytes`, and in `destroy` the way to free it. A block
+// of a huge page or more is mapped on its own in huge pages where the kernel
+// offers them (platform/HugePages.h says why); the heap serves the rest, with
+// a long text moved to the boundary kAlignedTextBytes speaks of.
 template <class T>
-void* allocateHeapBlock(std::size_t bytes, void (*&destroy)(typename TString<T>::StringData*)) {
+void* allocateBlockMemory(std::size_t bytes, void (*&destroy)(typename TString<T>::StringData*)) {
   static_assert(sizeof(typename TString<T>::StringData) % kTextAlignment == 0);
-  const std::size_t textBytes = bytes - sizeof(typename TString<T>::StringData);
-  if (textBytes < kAlignedTextBytes) return ::operator new[](bytes, std::nothrow);
+  if (platform::wantsHugePages(bytes)) {
+    if (void* mapped = platform::mapHugeBlock(bytes)) {
+      destroy = &unmapStringBlock<T>;
+      return mapped;
+    }
+  }
+  if (bytes - sizeof(typename TString<T>::StringData) < kAlignedTextBytes) {
+    return ::operator new[](bytes, std::nothrow);
+  }
   auto* memory = static_cast<char*>(::operator new[](bytes + kHeapAlignment, std::nothrow));
   if (memory && reinterpret_cast<std::uintptr_t>(memory) % kTextAlignment != 0) {
     destroy = &freeMovedBlock<T>;
@@ -218,14 +221,7 @@ typename TString<T>::StringData* TString<T>::allocate(long long units) {
                           (units + 1) * static_cast<long long>(sizeof(T));
   void* memory = nullptr;
   void (*destroy)(StringData*) = &freeBlock<T>;
-  if (units >= 0 && bytes <= INT_MAX) {
-    memory = mapLargeBlock(static_cast<std::size_t>(bytes));
-    if (memory) {
-      destroy = &unmapStringBlock<T>;
-    } else {
-      memory = allocateHeapBlock<T>(static_cast<std::size_t>(bytes), destroy);
-    }
-  }
+  if (units >= 0 && bytes <= INT_MAX) memory = allocateBlockMemory<T>(static_cast<std::size_t>(bytes), destroy);
   if (!memory) {
     // 64 bits: a request beyond the int range is reported with its size, too.
     Log::error(L"Allocate memory(%I64d) error!", bytes);

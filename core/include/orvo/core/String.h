@@ -10,9 +10,10 @@
 // the process runs a second thread, see ReferenceCount.h), and a block that
 // more than one string points at is never written: the few operations that
 // change text in place copy a shared block first. Blocks are as long as
-// their text; every empty string shares one static block. A text of 256
-// bytes or more starts on a 32-byte boundary, where the C library's vector
-// routines run fastest (for that, 16 bytes more are asked of the heap). A
+// their text; every empty string shares one static block. A block the
+// string takes from the heap for a text of 256 bytes or more starts the text
+// on a 32-byte boundary, where the C library's vector routines run fastest
+// (for that, 16 bytes more are asked of the heap). A
 // block of 2 MiB or more is mapped from the system on its own, in huge pages
 // where the kernel offers transparent huge pages, so that a text of
 // megabytes costs a few page faults instead of thousands.
